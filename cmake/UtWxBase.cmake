@@ -1,0 +1,22 @@
+# Defines the imported target ut::wxbase: the wxWidgets base library only (no
+# GUI), found through wx-config. Used by the build and by the installed package,
+# so that consumers of ut::ut get the same wx flags the library was built with.
+if(NOT TARGET ut::wxbase)
+  find_package(wxWidgets 3.2 REQUIRED COMPONENTS base)
+  add_library(ut::wxbase INTERFACE IMPORTED)
+  set(_ut_wx_defs "")
+  set(_ut_wx_opts "")
+  foreach(_flag IN LISTS wxWidgets_CXX_FLAGS)
+    if(_flag MATCHES "^-D(.*)")
+      list(APPEND _ut_wx_defs "${CMAKE_MATCH_1}")
+    else()
+      list(APPEND _ut_wx_opts "${_flag}")
+    endif()
+  endforeach()
+  target_include_directories(ut::wxbase INTERFACE ${wxWidgets_INCLUDE_DIRS})
+  target_compile_definitions(ut::wxbase INTERFACE ${wxWidgets_DEFINITIONS} ${_ut_wx_defs})
+  target_compile_options(ut::wxbase INTERFACE ${_ut_wx_opts})
+  target_link_libraries(ut::wxbase INTERFACE ${wxWidgets_LIBRARIES})
+  unset(_ut_wx_defs)
+  unset(_ut_wx_opts)
+endif()

@@ -1,0 +1,5 @@
+#pragma once
+
+// Umbrella header: every public family of the library.
+#include <ut/ut_export.h>
+#include <ut/ut_regstore.h>

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Configures and builds one build tree. Usage: scripts/build.sh [release|asan]
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+flavour="${1:-release}"
+case "$flavour" in
+  release) dir="$root/build"; extra=(-DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
+  asan)    dir="$root/build-asan"; extra=(-DCMAKE_BUILD_TYPE=Debug -DUT_SANITIZE=ON -DUT_BUILD_BENCH=OFF) ;;
+  *) echo "usage: $0 [release|asan]" >&2; exit 2 ;;
+esac
+"$root/scripts/install-deps.sh"
+cmake -S "$root" -B "$dir" -G Ninja "${extra[@]}" >/dev/null
+cmake --build "$dir"
