@@ -38,18 +38,6 @@ bool isAscii(std::wstring_view s) {
 
 wchar_t asciiLower(wchar_t c) { return (c >= L'A' && c <= L'Z') ? static_cast<wchar_t>(c + (L'a' - L'A')) : c; }
 
-// Both strings are plain ASCII and equal once ASCII letters are lower-cased.
-// Letter case is a tertiary difference in every collation this layer uses, so
-// such strings are equal at secondary strength without asking ICU.
-bool asciiEqualNoCase(std::wstring_view a, std::wstring_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (static_cast<std::uint32_t>(a[i]) >= 0x80 || static_cast<std::uint32_t>(b[i]) >= 0x80) return false;
-    if (asciiLower(a[i]) != asciiLower(b[i])) return false;
-  }
-  return true;
-}
-
 // UTF-16 copy of a UTF-32 string for ICU. Short strings, the usual case on the
 // comparison hot path, stay in the object and cost no allocation. Values that
 // are not Unicode scalar values become U+FFFD.
@@ -230,10 +218,10 @@ std::wstring composed(std::wstring_view s) {
 
 // --- comparison ------------------------------------------------------------------
 
-int compareNoCase(std::wstring_view a, std::wstring_view b) {
-  if (asciiEqualNoCase(a, b)) return 0;
-  return collateWith(ECollation::eNoCase, a, b);
-}
+// No shortcut for ASCII text: tailorings make even ASCII case matter (Turkish
+// "I" is the capital of dotless "ı"; Czech "ch" is one letter but "cH" is
+// two), and the answer must agree with the sort keys.
+int compareNoCase(std::wstring_view a, std::wstring_view b) { return collateWith(ECollation::eNoCase, a, b); }
 
 bool equalNoCase(std::wstring_view a, std::wstring_view b) { return compareNoCase(a, b) == 0; }
 

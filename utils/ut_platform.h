@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -267,5 +268,11 @@ struct MountEntry {
 std::vector<MountEntry> parseMountInfo(std::string_view text);
 // Whether a mount of this type (as mountinfo names it) is a network file system.
 bool isNetworkFileSystemType(std::string_view fsType);
+
+// The mount an absolute path lies on, following symbolic links (missing
+// paths: their nearest existing ancestor). The walk stops at the first
+// network mount it would enter, so nothing on it is touched. Empty when no
+// mount contains the path.
+std::optional<MountEntry> mountOfPath(const std::vector<MountEntry>& mounts, const std::string& absolutePath);
 
 }  // namespace ut::platform

@@ -190,7 +190,6 @@ std::string absoluteBytes(const std::wstring& path) {
 }
 
 struct Resolution {
-  std::string existing;              // the deepest existing, physical ancestor
   const MountEntry* mount = nullptr;  // the mount that holds it
   bool network = false;
 };
@@ -216,7 +215,6 @@ Resolution resolve(const MountList& mounts, const std::string& absolute) {
     }
     const std::string candidate = joinPath(resolved, component);
     if (const MountEntry* mount = mountFor(mounts, candidate); mount && isNetworkFileSystemType(mount->fsType)) {
-      result.existing = mount->mountPoint;
       result.mount = mount;
       result.network = true;
       return result;
@@ -235,7 +233,6 @@ Resolution resolve(const MountList& mounts, const std::string& absolute) {
     }
     resolved = candidate;
   }
-  result.existing = resolved;
   result.mount = mountFor(mounts, resolved);
   result.network = result.mount && isNetworkFileSystemType(result.mount->fsType);
   return result;
@@ -364,6 +361,13 @@ std::vector<MountEntry> parseMountInfo(std::string_view text) {
     entries.push_back(std::move(entry));
   }
   return entries;
+}
+
+std::optional<MountEntry> mountOfPath(const std::vector<MountEntry>& mounts, const std::string& absolutePath) {
+  if (absolutePath.empty() || absolutePath.front() != '/') return std::nullopt;
+  const Resolution resolution = resolve(mounts, absolutePath);
+  if (!resolution.mount) return std::nullopt;
+  return *resolution.mount;
 }
 
 bool isNetworkFileSystemType(std::string_view fsType) {
