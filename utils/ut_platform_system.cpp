@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <mutex>
-#include <shared_mutex>
+#include <condition_variable>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -35,48 +35,58 @@ class DebugOutput {
   }
 
   void setHandler(DebugOutputHandler handler) {
-    auto next = handler ? std::make_shared<const DebugOutputHandler>(std::move(handler)) : nullptr;
-    std::shared_ptr<const DebugOutputHandler> previous;
-    {
-      const std::lock_guard lock(m_mutex);
-      previous = std::exchange(m_handler, std::move(next));
-    }
-    // Wait until no call of a handler is in flight on another thread; a
-    // handler changing the handler would wait for itself.
-    if (!t_inHandler) {
-      const std::unique_lock gate(m_callGate);
-    }
+    auto next = handler ? std::make_shared<Installed>(std::move(handler)) : nullptr;
+    std::unique_lock lock(m_mutex);
+    const std::shared_ptr<Installed> previous = std::exchange(m_current, std::move(next));
+    if (!previous) return;
+    // Wait for the calls of the previous handler still running elsewhere.
+    // Only those: new output already goes to the new handler, so a steady
+    // stream of output cannot starve this wait. A handler that replaces
+    // itself does not wait for its own call.
+    const int own = t_running == previous.get() ? 1 : 0;
+    m_idle.wait(lock, [&] { return previous->inFlight == own; });
   }
 
   void write(std::wstring_view text) {
     // Output produced while a handler runs on this thread (directly or by a
     // library call it makes) goes to standard error: routing it back to the
     // handler could recurse without end.
-    if (t_inHandler) {
+    if (t_running) {
       writeToStandardError(text);
       return;
     }
-    const std::shared_lock gate(m_callGate);
-    std::shared_ptr<const DebugOutputHandler> handler;
+    std::shared_ptr<Installed> installed;
     {
       const std::lock_guard lock(m_mutex);
-      handler = m_handler;
+      installed = m_current;
+      if (installed) ++installed->inFlight;
     }
-    if (!handler) {
+    if (!installed) {
       writeToStandardError(text);
       return;
     }
     const std::wstring terminated(text);
-    t_inHandler = true;
+    t_running = installed.get();
     try {
-      (*handler)(terminated.c_str());
+      installed->handler(terminated.c_str());
     } catch (...) {
       // Diagnostics must never break the code that emits them.
     }
-    t_inHandler = false;
+    t_running = nullptr;
+    {
+      const std::lock_guard lock(m_mutex);
+      --installed->inFlight;
+    }
+    m_idle.notify_all();
   }
 
  private:
+  struct Installed {
+    explicit Installed(DebugOutputHandler h) : handler(std::move(h)) {}
+    const DebugOutputHandler handler;
+    int inFlight = 0;  // calls running now; guarded by m_mutex
+  };
+
   static void writeToStandardError(std::wstring_view text) {
     const std::string bytes = toUtf8(text);
     // One write call per text keeps lines of concurrent threads apart.
@@ -89,14 +99,15 @@ class DebugOutput {
     }
   }
 
-  static thread_local bool t_inHandler;
+  // The handler record this thread is running, if any.
+  static thread_local const Installed* t_running;
 
-  std::mutex m_mutex;  // guards m_handler
-  std::shared_ptr<const DebugOutputHandler> m_handler;
-  std::shared_mutex m_callGate;  // held shared while a handler runs
+  std::mutex m_mutex;
+  std::condition_variable m_idle;
+  std::shared_ptr<Installed> m_current;
 };
 
-thread_local bool DebugOutput::t_inHandler = false;
+thread_local const DebugOutput::Installed* DebugOutput::t_running = nullptr;
 
 // --- file helpers ---------------------------------------------------------------
 

@@ -19,7 +19,7 @@ using DebugOutputHandler = std::function<void(const wchar_t* text)>;
 // error (UTF-8). Thread-safe. When the call returns, the previous handler is
 // no longer running on any other thread and will not be called again, so the
 // host may destroy whatever it captured. Called from inside a handler, the
-// swap happens without that wait (the calling handler is still running).
+// call waits for the other threads only (the calling handler goes on running).
 // A handler that throws is ignored for that piece of output; output produced
 // by a handler itself goes to standard error.
 UT_EXPORT void setDebugOutputHandler(DebugOutputHandler handler);
