@@ -73,7 +73,7 @@ class Utf16Text {
   int32_t length() const { return m_length; }
 
  private:
-  std::array<UChar, 128> m_inline{};
+  std::array<UChar, 128> m_inline;  // left uninitialised: only the written part is read
   std::vector<UChar> m_heap;
   UChar* m_data = m_inline.data();
   int32_t m_length = 0;
