@@ -118,7 +118,7 @@ enum class EFileError {
   eNotFound,          // the file or a folder on its path is missing
   eAlreadyExists,     // eCreateNew on an existing file
   eAccessDenied,      // permissions, read-only file system, or a directory
-  eInvalidPath,       // empty or containing a null character
+  eInvalidPath,       // empty, or holding a null or a value that is not a character
   eOther,             // any other failure, including file systems without locks
 };
 

@@ -181,7 +181,11 @@ void pushComponents(std::deque<std::string>& queue, std::string_view path) {
 
 // The absolute byte path of a file name; empty when it cannot name a file.
 std::string absoluteBytes(const std::wstring& path) {
-  if (path.empty() || path.find(L'\0') != std::wstring::npos) return {};
+  if (path.empty()) return {};
+  for (wchar_t c : path) {
+    const auto cp = static_cast<std::uint32_t>(c);
+    if (c == L'\0' || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return {};
+  }
   std::string bytes = toUtf8(path);
   if (bytes.front() == '/') return bytes;
   std::array<char, PATH_MAX> cwd{};

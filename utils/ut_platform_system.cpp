@@ -6,6 +6,7 @@
 #include "ut_platform.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <mutex>
@@ -111,9 +112,15 @@ thread_local const DebugOutput::Installed* DebugOutput::t_running = nullptr;
 
 // --- file helpers ---------------------------------------------------------------
 
-// The byte path of a file name; false when it cannot name a file.
+// The byte path of a file name; false when it cannot name a file. A value
+// that is not a character has no UTF-8 form; replacing it would name a
+// different file, so such a path is refused.
 bool toFileSystemPath(const std::wstring& path, std::string& out) {
-  if (path.empty() || path.find(L'\0') != std::wstring::npos) return false;
+  if (path.empty()) return false;
+  for (wchar_t c : path) {
+    const auto cp = static_cast<std::uint32_t>(c);
+    if (c == L'\0' || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+  }
   out = toUtf8(path);
   return true;
 }
@@ -258,10 +265,15 @@ ExclusiveFile ExclusiveFile::open(const std::wstring& path, EDisposition disposi
   // O_RDWR refuses directories already; a FIFO or device would block or
   // misbehave as a lock target, so only regular files are accepted.
   struct stat info {};
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+  if (::fstat(fd, &info) != 0) {
     const int error = errno;
     ::close(std::exchange(file.m_fd, -1));
-    file.setError(EFileError::eAccessDenied, S_ISREG(info.st_mode) ? error : EINVAL);
+    file.setError(EFileError::eOther, error);
+    return file;
+  }
+  if (!S_ISREG(info.st_mode)) {
+    ::close(std::exchange(file.m_fd, -1));
+    file.setError(EFileError::eAccessDenied, EINVAL);
     return file;
   }
 
@@ -300,6 +312,9 @@ std::wstring ExclusiveFile::errorText() const {
       return L"The file is opened exclusively by another process or handle.";
     case EFileError::eInvalidPath:
       if (m_systemError == EINVAL) return L"The path cannot name a file.";
+      break;
+    case EFileError::eAccessDenied:
+      if (m_systemError == EINVAL) return L"The path names something other than a regular file.";
       break;
     default:
       break;

@@ -244,6 +244,10 @@ TEST(PlatformExclusiveFile, BadTargetsGiveTheRightError) {
   EXPECT_EQ(ExclusiveFile::open(wide(dir / "a") + std::wstring(1, L'\0') + L"b", EDisposition::eOpenAlways).error(),
             EFileError::eInvalidPath);
   EXPECT_FALSE(std::filesystem::exists(dir / "a"));
+  // A lone surrogate has no byte form; it must not open a file named with U+FFFD.
+  const std::wstring surrogate = wide(dir.path()) + L"/x" + std::wstring(1, static_cast<wchar_t>(0xD800));
+  EXPECT_EQ(ExclusiveFile::open(surrogate, EDisposition::eCreateAlways).error(), EFileError::eInvalidPath);
+  EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
 
   EXPECT_EQ(ExclusiveFile::open(wide(dir / "no" / "such" / "dir.txt"), EDisposition::eCreateAlways).error(),
             EFileError::eNotFound);
@@ -291,4 +295,9 @@ TEST(PlatformDeleteFile, FilesOnly) {
   EXPECT_TRUE(std::filesystem::exists(dir.path()));
   EXPECT_FALSE(up::deleteFile(L""));
   EXPECT_FALSE(up::deleteFile(std::wstring(L"\0", 1)));
+  // Must not delete the file whose name has U+FFFD where the bad value was.
+  const auto replaced = dir / "y\xEF\xBF\xBD";
+  ASSERT_TRUE(ut::test::writeFileBytes(replaced, "keep"));
+  EXPECT_FALSE(up::deleteFile(wide(dir.path()) + L"/y" + std::wstring(1, static_cast<wchar_t>(0xDFFF))));
+  EXPECT_TRUE(std::filesystem::exists(replaced));
 }
