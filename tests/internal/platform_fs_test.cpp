@@ -284,23 +284,3 @@ TEST(PlatformFileSystemInfo, ReplaceableAndRestorable) {
   up::setFileSystemInfo(nullptr);
   EXPECT_EQ(up::fileSystemInfo(), real);
 }
-
-TEST(PlatformFileSystemInfo, ConcurrentReadersAndReplacers) {
-  RestoreFileSystemInfo restore;
-  auto fake = std::make_shared<FakeFileSystemInfo>(EDriveType::eFixed);
-  std::atomic<bool> stop{false};
-  std::atomic<int> nulls{0};
-  std::vector<std::thread> readers;
-  for (int i = 0; i < 3; ++i) {
-    readers.emplace_back([&] {
-      while (!stop.load()) {
-        const auto current = up::fileSystemInfo();
-        if (!current) ++nulls;
-      }
-    });
-  }
-  for (int i = 0; i < 2000; ++i) up::setFileSystemInfo(i % 2 ? fake : nullptr);
-  stop = true;
-  for (auto& reader : readers) reader.join();
-  EXPECT_EQ(nulls.load(), 0);
-}
