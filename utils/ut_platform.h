@@ -131,7 +131,8 @@ enum class EFileError {
 //
 // A failed open never changes the file: the content is truncated (eCreateAlways,
 // eTruncateExisting) only after the lock is held. The lock lasts until close()
-// or destruction. Not synchronised: one object belongs to one thread at a time.
+// or destruction; moving hands it over and leaves the source closed. Not
+// synchronised: one object belongs to one thread at a time.
 class ExclusiveFile {
  public:
   // A closed file with no error.

@@ -162,7 +162,7 @@ TEST(PlatformExclusiveFile, CloseAndMoveTransferOrReleaseTheLock) {
   ASSERT_TRUE(first.isOpen());
 
   ExclusiveFile moved = std::move(first);
-  EXPECT_FALSE(first.isOpen());  // NOLINT(bugprone-use-after-move): moved-from state is specified
+  EXPECT_FALSE(first.isOpen());  // NOLINT(bugprone-use-after-move): a moved-from file is closed
   EXPECT_TRUE(moved.isOpen());
   EXPECT_EQ(moved.path(), wide(file));
   EXPECT_FALSE(ExclusiveFile::open(wide(file), EDisposition::eOpenExisting).isOpen());
