@@ -1,40 +1,90 @@
+// Text services of the platform layer: comparison, collation, case mapping and
+// the encodings.
+
 #include "ut_platform.h"
 
+#include <unicode/coll.h>
+#include <unicode/locid.h>
+#include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
+#include <unicode/unistr.h>
 #include <unicode/ustring.h>
 #include <unicode/utypes.h>
 
+#include <array>
+#include <climits>
+#include <cstring>
+#include <cwchar>
+#include <limits>
 #include <vector>
 
 namespace ut::platform {
 
 namespace {
 
-// wchar_t holds UTF-32 code points on Linux; ICU works on UTF-16.
-std::u16string toUtf16(std::wstring_view s) {
-  std::u16string out;
-  out.reserve(s.size());
-  for (wchar_t wc : s) {
-    auto cp = static_cast<char32_t>(wc);
-    if (cp >= 0x10000 && cp <= 0x10FFFF) {
-      cp -= 0x10000;
-      out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
-      out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
-    } else if (cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
-      out.push_back(u'\uFFFD');
-    } else {
-      out.push_back(static_cast<char16_t>(cp));
-    }
-  }
-  return out;
+constexpr wchar_t kReplacement = L'\uFFFD';
+
+bool isScalarValue(wchar_t wc) {
+  const auto cp = static_cast<std::uint32_t>(wc);
+  return cp <= 0x10FFFF && (cp < 0xD800 || cp > 0xDFFF);
 }
 
-std::wstring fromUtf16(std::u16string_view s) {
+bool isAscii(std::wstring_view s) {
+  for (wchar_t c : s) {
+    if (static_cast<std::uint32_t>(c) >= 0x80) return false;
+  }
+  return true;
+}
+
+wchar_t asciiLower(wchar_t c) { return (c >= L'A' && c <= L'Z') ? static_cast<wchar_t>(c + (L'a' - L'A')) : c; }
+
+// UTF-16 copy of a UTF-32 string for ICU. Short strings, the usual case on the
+// comparison hot path, stay in the object and cost no allocation. Values that
+// are not Unicode scalar values become U+FFFD.
+class Utf16Text {
+ public:
+  explicit Utf16Text(std::wstring_view s) {
+    // ICU lengths are int32_t; longer input is cut rather than overflowed.
+    constexpr std::size_t kMaxUnits = static_cast<std::size_t>(std::numeric_limits<int32_t>::max()) - 1;
+    if (s.size() > kMaxUnits / 2) s = s.substr(0, kMaxUnits / 2);
+    const std::size_t capacity = s.size() * 2;
+    if (capacity > m_inline.size()) {
+      m_heap.resize(capacity);
+      m_data = m_heap.data();
+    }
+    std::size_t n = 0;
+    for (wchar_t wc : s) {
+      auto cp = static_cast<std::uint32_t>(wc);
+      if (!isScalarValue(wc)) cp = 0xFFFD;
+      if (cp >= 0x10000) {
+        cp -= 0x10000;
+        m_data[n++] = static_cast<UChar>(0xD800 + (cp >> 10));
+        m_data[n++] = static_cast<UChar>(0xDC00 + (cp & 0x3FF));
+      } else {
+        m_data[n++] = static_cast<UChar>(cp);
+      }
+    }
+    m_length = static_cast<int32_t>(n);
+  }
+  Utf16Text(const Utf16Text&) = delete;
+  Utf16Text& operator=(const Utf16Text&) = delete;
+
+  const UChar* data() const { return m_data; }
+  int32_t length() const { return m_length; }
+
+ private:
+  std::array<UChar, 128> m_inline;  // left uninitialised: only the written part is read
+  std::vector<UChar> m_heap;
+  UChar* m_data = m_inline.data();
+  int32_t m_length = 0;
+};
+
+std::wstring fromUtf16(const UChar* s, std::size_t length) {
   std::wstring out;
-  out.reserve(s.size());
-  for (std::size_t i = 0; i < s.size(); ++i) {
+  out.reserve(length);
+  for (std::size_t i = 0; i < length; ++i) {
     char32_t c = s[i];
-    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < s.size() && s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF) {
+    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < length && s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF) {
       c = 0x10000 + ((c - 0xD800) << 10) + (s[i + 1] - 0xDC00);
       ++i;
     }
@@ -43,39 +93,303 @@ std::wstring fromUtf16(std::u16string_view s) {
   return out;
 }
 
-}  // namespace
+// --- collators ----------------------------------------------------------------
 
-std::wstring foldCase(std::wstring_view s) {
-  // ASCII needs no table: most registry names are plain ASCII.
-  bool ascii = true;
+enum class ECollation { eNoCase = 0, eTertiary = 1 };
+
+icu::Locale collationLocale() {
+  const icu::Locale& def = icu::Locale::getDefault();
+  if (def.isBogus() || *def.getLanguage() == '\0') return icu::Locale::getRoot();
+  // ICU maps the C and POSIX locales to en_US_POSIX, whose collation puts all
+  // capitals before all small letters as primary differences.
+  const std::string_view name = def.getName();
+  if (name == "en_US_POSIX" || name == "c" || name == "posix") return icu::Locale::getRoot();
+  return def;
+}
+
+std::unique_ptr<icu::Collator> makeCollator(ECollation kind) {
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(collationLocale(), status));
+  if (U_FAILURE(status) || !collator) {
+    status = U_ZERO_ERROR;
+    collator.reset(icu::Collator::createInstance(icu::Locale::getRoot(), status));
+    if (U_FAILURE(status) || !collator) return nullptr;
+  }
+  collator->setAttribute(UCOL_STRENGTH, kind == ECollation::eNoCase ? UCOL_SECONDARY : UCOL_TERTIARY, status);
+  // Precomposed and decomposed accents must compare equal, as they do with the
+  // Windows comparison.
+  collator->setAttribute(UCOL_NORMALIZATION_MODE, UCOL_ON, status);
+  if (U_FAILURE(status)) return nullptr;
+  return collator;
+}
+
+const icu::Collator* prototype(ECollation kind) {
+  static const std::unique_ptr<icu::Collator> noCase = makeCollator(ECollation::eNoCase);
+  static const std::unique_ptr<icu::Collator> tertiary = makeCollator(ECollation::eTertiary);
+  return kind == ECollation::eNoCase ? noCase.get() : tertiary.get();
+}
+
+// ICU collators are cheap to clone and need no lock once each thread has its
+// own; measured against one collator behind a mutex this keeps concurrent
+// comparisons from serialising. Null when ICU has no collation data.
+icu::Collator* threadCollator(ECollation kind) {
+  struct PerThread {
+    std::array<std::unique_ptr<icu::Collator>, 2> collators;
+    std::array<bool, 2> tried{};
+  };
+  thread_local PerThread local;
+  const auto index = static_cast<std::size_t>(kind);
+  if (!local.tried[index]) {
+    local.tried[index] = true;
+    if (const icu::Collator* proto = prototype(kind)) local.collators[index].reset(proto->clone());
+  }
+  return local.collators[index].get();
+}
+
+int codePointCompare(std::wstring_view a, std::wstring_view b) {
+  const std::size_t n = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < n; ++i) {
+    const auto ca = static_cast<std::uint32_t>(a[i]);
+    const auto cb = static_cast<std::uint32_t>(b[i]);
+    if (ca != cb) return ca < cb ? -1 : 1;
+  }
+  return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+}
+
+int collateWith(ECollation kind, std::wstring_view a, std::wstring_view b) {
+  if (a == b) return 0;
+  icu::Collator* collator = threadCollator(kind);
+  if (!collator) {
+    return kind == ECollation::eNoCase ? codePointCompare(foldCase(a), foldCase(b)) : codePointCompare(a, b);
+  }
+  const Utf16Text ua(a);
+  const Utf16Text ub(b);
+  UErrorCode status = U_ZERO_ERROR;
+  const UCollationResult r = collator->compare(ua.data(), ua.length(), ub.data(), ub.length(), status);
+  if (U_FAILURE(status)) return codePointCompare(a, b);
+  return r == UCOL_LESS ? -1 : (r == UCOL_GREATER ? 1 : 0);
+}
+
+// UTF-8 encoding of one scalar value.
+void appendUtf8(std::string& out, std::uint32_t cp) {
+  if (cp < 0x80) {
+    out.push_back(static_cast<char>(cp));
+  } else if (cp < 0x800) {
+    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  } else if (cp < 0x10000) {
+    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  } else {
+    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  }
+}
+
+// Canonical composition before encoding into a legacy code page.
+std::wstring composed(std::wstring_view s) {
+  // Nothing below U+0300 takes part in composition.
+  bool mayChange = false;
   for (wchar_t c : s) {
-    if (static_cast<unsigned>(c) >= 0x80) {
-      ascii = false;
+    if (static_cast<std::uint32_t>(c) >= 0x300) {
+      mayChange = true;
       break;
     }
   }
-  if (ascii) {
-    std::wstring out(s);
-    for (auto& c : out) {
-      if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c + (L'a' - L'A'));
+  if (!mayChange) return std::wstring(s);
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Normalizer2* nfc = icu::Normalizer2::getNFCInstance(status);
+  if (U_FAILURE(status) || !nfc) return std::wstring(s);
+  const Utf16Text u(s);
+  const icu::UnicodeString source(false, u.data(), u.length());  // read-only alias, no copy
+  if (nfc->quickCheck(source, status) == UNORM_YES && U_SUCCESS(status)) return std::wstring(s);
+  status = U_ZERO_ERROR;
+  const icu::UnicodeString result = nfc->normalize(source, status);
+  if (U_FAILURE(status)) return std::wstring(s);
+  // Values that were not scalar values are U+FFFD in the UTF-16 copy; they
+  // would become '?' when encoded anyway.
+  return fromUtf16(result.getBuffer(), static_cast<std::size_t>(result.length()));
+}
+
+}  // namespace
+
+// --- comparison ------------------------------------------------------------------
+
+// No shortcut for ASCII text: tailorings make even ASCII case matter (Turkish
+// "I" is the capital of dotless "ı"; Czech "ch" is one letter but "cH" is
+// two), and the answer must agree with the sort keys.
+int compareNoCase(std::wstring_view a, std::wstring_view b) { return collateWith(ECollation::eNoCase, a, b); }
+
+bool equalNoCase(std::wstring_view a, std::wstring_view b) { return compareNoCase(a, b) == 0; }
+
+std::string sortKeyNoCase(std::wstring_view s) {
+  const icu::Collator* collator = threadCollator(ECollation::eNoCase);
+  if (!collator) return toUtf8(foldCase(s));  // byte order of UTF-8 is code point order
+  const Utf16Text u(s);
+  std::string key(256, '\0');
+  int32_t needed = collator->getSortKey(u.data(), u.length(), reinterpret_cast<uint8_t*>(key.data()),
+                                        static_cast<int32_t>(key.size()));
+  if (needed > static_cast<int32_t>(key.size())) {
+    key.assign(static_cast<std::size_t>(needed), '\0');
+    needed = collator->getSortKey(u.data(), u.length(), reinterpret_cast<uint8_t*>(key.data()),
+                                  static_cast<int32_t>(key.size()));
+  }
+  // The key ends in a terminating zero byte that carries no order.
+  key.resize(needed > 0 ? static_cast<std::size_t>(needed) - 1 : 0);
+  return key;
+}
+
+int collate(std::wstring_view a, std::wstring_view b) { return collateWith(ECollation::eTertiary, a, b); }
+
+int collateNoCase(std::wstring_view a, std::wstring_view b) {
+  if (a == b) return 0;
+  return collateWith(ECollation::eTertiary, foldCase(a), foldCase(b));
+}
+
+// --- case mapping ----------------------------------------------------------------
+
+std::wstring toLower(std::wstring_view s) {
+  std::wstring out(s);
+  for (auto& c : out) {
+    const auto cp = static_cast<std::uint32_t>(c);
+    if (cp < 0x80) {
+      c = asciiLower(c);
+    } else if (isScalarValue(c)) {
+      c = static_cast<wchar_t>(u_tolower(static_cast<UChar32>(cp)));
     }
+  }
+  return out;
+}
+
+std::wstring foldCase(std::wstring_view s) {
+  // ASCII needs no table: most registry names are plain ASCII.
+  if (isAscii(s)) {
+    std::wstring out(s);
+    for (auto& c : out) c = asciiLower(c);
     return out;
   }
-  const std::u16string src = toUtf16(s);
-  std::vector<UChar> dst(src.size() * 3 + 1);
+  const Utf16Text src(s);
+  // Full folding expands a code unit to at most three.
+  std::vector<UChar> dst(static_cast<std::size_t>(src.length()) * 3 + 1);
   UErrorCode status = U_ZERO_ERROR;
-  int32_t n = u_strFoldCase(dst.data(), static_cast<int32_t>(dst.size()),
-                            reinterpret_cast<const UChar*>(src.data()), static_cast<int32_t>(src.size()),
+  int32_t n = u_strFoldCase(dst.data(), static_cast<int32_t>(dst.size()), src.data(), src.length(),
                             U_FOLD_CASE_DEFAULT, &status);
   if (status == U_BUFFER_OVERFLOW_ERROR) {
     dst.resize(static_cast<std::size_t>(n) + 1);
     status = U_ZERO_ERROR;
-    n = u_strFoldCase(dst.data(), static_cast<int32_t>(dst.size()),
-                      reinterpret_cast<const UChar*>(src.data()), static_cast<int32_t>(src.size()),
+    n = u_strFoldCase(dst.data(), static_cast<int32_t>(dst.size()), src.data(), src.length(),
                       U_FOLD_CASE_DEFAULT, &status);
   }
   if (U_FAILURE(status)) return std::wstring(s);
-  return fromUtf16(std::u16string_view(reinterpret_cast<const char16_t*>(dst.data()), static_cast<std::size_t>(n)));
+  return fromUtf16(dst.data(), static_cast<std::size_t>(n));
+}
+
+// --- encodings ---------------------------------------------------------------------
+
+std::string toUtf8(std::wstring_view s) {
+  std::string out;
+  out.reserve(s.size());
+  for (wchar_t wc : s) appendUtf8(out, isScalarValue(wc) ? static_cast<std::uint32_t>(wc) : 0xFFFD);
+  return out;
+}
+
+std::wstring fromUtf8(std::string_view s) {
+  std::wstring out;
+  out.reserve(s.size());
+  std::size_t i = 0;
+  while (i < s.size()) {
+    const auto lead = static_cast<unsigned char>(s[i]);
+    if (lead < 0x80) {
+      out.push_back(static_cast<wchar_t>(lead));
+      ++i;
+      continue;
+    }
+    std::size_t length = 0;
+    std::uint32_t cp = 0;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2;
+      cp = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3;
+      cp = lead & 0x0F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4;
+      cp = lead & 0x07;
+    } else {
+      out.push_back(kReplacement);
+      ++i;
+      continue;
+    }
+    // Consume the longest valid prefix; an incomplete or broken sequence
+    // becomes one U+FFFD (no overlong forms, surrogates or values past U+10FFFF).
+    std::size_t k = 1;
+    for (; k < length && i + k < s.size(); ++k) {
+      const auto next = static_cast<unsigned char>(s[i + k]);
+      if ((next & 0xC0) != 0x80) break;
+      if (k == 1 && ((lead == 0xE0 && next < 0xA0) || (lead == 0xED && next > 0x9F) ||
+                     (lead == 0xF0 && next < 0x90) || (lead == 0xF4 && next > 0x8F))) {
+        break;
+      }
+      cp = (cp << 6) | (next & 0x3F);
+    }
+    out.push_back(k == length ? static_cast<wchar_t>(cp) : kReplacement);
+    i += k;
+  }
+  return out;
+}
+
+std::string toAnsi(std::wstring_view s) {
+  const std::wstring text = composed(s);
+  std::string out;
+  out.reserve(text.size());
+  std::mbstate_t state{};
+  std::array<char, MB_LEN_MAX> buffer{};
+  for (wchar_t wc : text) {
+    const std::size_t n = std::wcrtomb(buffer.data(), wc, &state);
+    if (n == static_cast<std::size_t>(-1)) {
+      out.push_back('?');
+      state = std::mbstate_t{};
+    } else {
+      out.append(buffer.data(), n);
+    }
+  }
+  // A stateful encoding returns to its initial shift state at the end; the
+  // null that wcrtomb adds for that is not part of the text.
+  if (!std::mbsinit(&state)) {
+    const std::size_t n = std::wcrtomb(buffer.data(), L'\0', &state);
+    if (n != static_cast<std::size_t>(-1) && n > 1) out.append(buffer.data(), n - 1);
+  }
+  return out;
+}
+
+std::wstring fromAnsi(std::string_view s) {
+  std::wstring out;
+  out.reserve(s.size());
+  std::mbstate_t state{};
+  std::size_t i = 0;
+  while (i < s.size()) {
+    wchar_t wc = 0;
+    const std::size_t n = std::mbrtowc(&wc, s.data() + i, s.size() - i, &state);
+    if (n == static_cast<std::size_t>(-1)) {
+      out.push_back(kReplacement);
+      state = std::mbstate_t{};
+      ++i;
+    } else if (n == static_cast<std::size_t>(-2)) {
+      // The input ends inside a character.
+      out.push_back(kReplacement);
+      break;
+    } else if (n == 0) {
+      out.push_back(L'\0');
+      ++i;
+    } else {
+      out.push_back(wc);
+      i += n;
+    }
+  }
+  return out;
 }
 
 }  // namespace ut::platform

@@ -3,39 +3,76 @@
 // The platform layer: every operating-system service the library takes from
 // Windows, provided for Linux. Nothing else in the library calls the OS for
 // these services. Internal: not exported from the shared library.
+//
+// Strings: wchar_t holds one UTF-32 code point on Linux. Text the system
+// hands over as bytes (file names, user and host names) is UTF-8; the "ANSI"
+// conversions below use the process locale instead, as their Windows
+// counterparts use the ANSI code page.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ut::platform {
 
 // --- Text comparison -------------------------------------------------------
+//
+// "The default locale" is ICU's default locale, which ICU derives from the
+// process environment (LC_ALL, LC_MESSAGES, LANG). The C/POSIX locale and
+// locales ICU does not know fall back to the root collation (the Unicode
+// default order), because the POSIX collation orders upper case apart from
+// lower case and so cannot ignore case. The locale is looked up once, on first
+// use; later changes of the environment are not seen.
 
 // Locale-aware comparison that ignores letter case but not accents (the role of
-// CompareStringW with NORM_IGNORECASE): ICU collation for the process's default
-// locale at secondary strength. Returns <0, 0 or >0. Safe from any thread.
+// CompareStringW with NORM_IGNORECASE): ICU collation for the default locale at
+// secondary strength, canonically equivalent forms equal. Returns <0, 0 or >0.
+// Safe from any thread (each thread uses its own collator).
 int compareNoCase(std::wstring_view a, std::wstring_view b);
 bool equalNoCase(std::wstring_view a, std::wstring_view b);
 
 // The collation key of compareNoCase: for any a and b,
 // sign(compareNoCase(a, b)) == sign(sortKeyNoCase(a).compare(sortKeyNoCase(b))).
-// Compute it once for strings that are compared constantly.
+// Compute it once for strings that are compared constantly. Keys are only
+// meaningful within one process (they depend on the locale and ICU version).
 std::string sortKeyNoCase(std::wstring_view s);
 
-// Locale collation (the role of wcscoll), and its case-insensitive form (the
-// role of _wcsicoll: collation of case-folded copies).
+// Locale collation in the role of wcscoll: ICU collation for the default
+// locale at tertiary strength (case breaks ties; the C library's LC_COLLATE is
+// not consulted). Its case-insensitive form in the role of _wcsicoll is the
+// same collation applied to case-folded copies (see foldCase).
 int collate(std::wstring_view a, std::wstring_view b);
 int collateNoCase(std::wstring_view a, std::wstring_view b);
 
-// Lower-cases (the role of _wcslwr), over all of Unicode.
+// Lower-cases (the role of _wcslwr) over all of Unicode with the simple,
+// locale-independent mapping: one code point becomes one code point, so
+// offsets into the result are offsets into the argument.
 std::wstring toLower(std::wstring_view s);
 // Full Unicode case folding: two names are equal ignoring case exactly when
 // their folded forms are equal code point for code point. The registry store
-// uses it for key and value identity.
+// uses it for key and value identity. The result may be longer ("ß" -> "ss").
 std::wstring foldCase(std::wstring_view s);
+
+// --- Encodings ---------------------------------------------------------------
+
+// UTF-8, the encoding of file names and other system strings. Values that are
+// not Unicode scalar values (surrogates, beyond U+10FFFF) and invalid byte
+// sequences each become U+FFFD.
+std::string toUtf8(std::wstring_view s);
+std::wstring fromUtf8(std::string_view s);
+
+// The conversions in the role of the ANSI code page: the multibyte encoding of
+// the process locale (LC_CTYPE, as set with setlocale). Decomposed sequences
+// are composed first (NFC), so "e" + U+0301 becomes one character where the
+// encoding has it. Characters the encoding cannot represent become '?';
+// invalid input bytes become U+FFFD. Embedded nulls are kept.
+std::string toAnsi(std::wstring_view s);
+std::wstring fromAnsi(std::string_view s);
 
 // --- Counters and debugger output ------------------------------------------
 
@@ -44,20 +81,199 @@ std::wstring foldCase(std::wstring_view s);
 std::int64_t performanceCounter();
 std::int64_t performanceFrequency();
 
-// Debugger output (OutputDebugStringW). Goes to standard error unless the host
-// has installed a handler (see ut/ut_platform.h).
+// Debugger output (OutputDebugStringW). Goes to standard error, UTF-8 encoded
+// and written in one piece, unless the host has installed a handler (see
+// ut/ut_platform.h). Like its model, the text ends at the first null.
 void outputDebugString(std::wstring_view text);
 
-// --- Identity and encodings ------------------------------------------------
+// --- Identity ----------------------------------------------------------------
 
-// The login name of the user running the process, and this machine's name.
+// The login name of the user running the process (the effective user's
+// password entry, else $USER, else $LOGNAME; empty when none is known) and
+// this machine's host name (empty on failure).
 std::wstring loginName();
 std::wstring hostName();
 
-// The conversions in the role of the ANSI code page: the multibyte encoding of
-// the process locale (LC_CTYPE). Characters the encoding cannot represent
-// become '?'.
-std::string toAnsi(std::wstring_view s);
-std::wstring fromAnsi(std::string_view s);
+// --- Paths -------------------------------------------------------------------
+
+// The native separator is '/'. Where the Windows build turns '/' into '\' in a
+// file path, this build turns '\' into '/' with this function.
+std::wstring toNativeSeparators(std::wstring_view path);
+
+// --- Exclusive files -------------------------------------------------------
+
+// How ExclusiveFile::open treats an existing or missing file (the dispositions
+// of CreateFileW).
+enum class EDisposition {
+  eCreateNew,         // create; fail with eAlreadyExists when it exists
+  eCreateAlways,      // create, or empty an existing file once it is locked
+  eOpenExisting,      // open; fail with eNotFound when it is missing
+  eOpenAlways,        // open, creating it when missing; content kept
+  eTruncateExisting,  // open an existing file and empty it once it is locked
+};
+
+enum class EFileError {
+  eNone,
+  eSharingViolation,  // another ExclusiveFile (any process) holds the file
+  eNotFound,          // the file or a folder on its path is missing
+  eAlreadyExists,     // eCreateNew on an existing file
+  eAccessDenied,      // permissions, read-only file system, or a directory
+  eInvalidPath,       // empty, or holding a null or a value that is not a character
+  eOther,             // any other failure, including file systems without locks
+};
+
+// A file opened for reading and writing that no other ExclusiveFile, in this
+// or another process, can open while this one is open (the role of CreateFileW
+// with GENERIC_READ | GENERIC_WRITE and FILE_SHARE_READ). Ordinary readers
+// still open and read it. Exclusion rests on an open-file-description write
+// lock over the whole file (fcntl F_OFD_SETLK), which is advisory: programs
+// that write without asking for the lock are not kept out.
+//
+// A failed open never changes the file: the content is truncated (eCreateAlways,
+// eTruncateExisting) only after the lock is held. The lock lasts until close()
+// or destruction; moving hands it over and leaves the source closed. Not
+// synchronised: one object belongs to one thread at a time.
+class ExclusiveFile {
+ public:
+  // A closed file with no error.
+  ExclusiveFile() = default;
+  ~ExclusiveFile();
+  ExclusiveFile(ExclusiveFile&& other) noexcept;
+  ExclusiveFile& operator=(ExclusiveFile&& other) noexcept;
+  ExclusiveFile(const ExclusiveFile&) = delete;
+  ExclusiveFile& operator=(const ExclusiveFile&) = delete;
+
+  // Opens `path` as is (no separator correction). On failure the result is
+  // closed and error() tells why. The file position starts at 0.
+  static ExclusiveFile open(const std::wstring& path, EDisposition disposition);
+
+  bool isOpen() const { return m_fd >= 0; }
+  const std::wstring& path() const { return m_path; }
+
+  // Why the last open, write, sync or close failed; eNone after success.
+  EFileError error() const { return m_error; }
+  // The errno of that failure (0 when there was none).
+  int systemError() const { return m_systemError; }
+  // A readable account of that failure; empty when there was none.
+  std::wstring errorText() const;
+
+  // Writes all bytes at the current position; false when closed or on error.
+  bool write(std::string_view bytes);
+  // Forces written data to the storage device.
+  bool sync();
+  // The file's size in bytes; -1 when closed or on error.
+  std::int64_t size() const;
+  // Releases the lock and the descriptor. True when nothing was open or the
+  // descriptor closed cleanly; the object is closed afterwards either way.
+  bool close();
+
+ private:
+  void setError(EFileError error, int systemError);
+
+  int m_fd = -1;
+  std::wstring m_path;
+  EFileError m_error = EFileError::eNone;
+  int m_systemError = 0;
+};
+
+// Deletes a file (the role of DeleteFileW); false for a missing file or a
+// directory.
+bool deleteFile(const std::wstring& path);
+
+// --- File-system facts -----------------------------------------------------
+
+// What kind of storage a root is. The values are those of GetDriveTypeW, which
+// callers report in messages.
+enum class EDriveType {
+  eUnknown = 0,    // could not be determined in time (for example a hung server)
+  eNoRootDir = 1,  // the root does not exist
+  eRemovable = 2,
+  eFixed = 3,
+  eRemote = 4,
+  eCdRom = 5,
+  eRamDisk = 6,
+};
+
+// The facts the file layer asks about paths before touching them. A "root" is
+// the mount point of the file system a path lies on. Implementations must be
+// safe to call from several threads.
+class FileSystemInfo {
+ public:
+  virtual ~FileSystemInfo() = default;
+
+  // Whether `path` lies on a network file system. Paths that do not exist yet
+  // are judged by their nearest existing ancestor.
+  virtual bool isNetworkPath(const std::wstring& path) const = 0;
+  // The root of `path` (nearest existing ancestor for missing paths); empty
+  // when it cannot be determined.
+  virtual std::wstring rootOf(const std::wstring& path) const = 0;
+  // The kind of the root, asked of the operating system within a bounded time.
+  virtual EDriveType driveType(const std::wstring& root) const = 0;
+  // Whether the root answers: its drive type is neither unknown nor "no root".
+  virtual bool isRootReachable(const std::wstring& root) const;
+  // Every root that holds files (kernel pseudo file systems left out).
+  virtual std::vector<std::wstring> roots() const = 0;
+};
+
+// The process-wide instance the library consults. Never null.
+std::shared_ptr<FileSystemInfo> fileSystemInfo();
+// Replaces it (for tests and embedding); nullptr restores the real one.
+void setFileSystemInfo(std::shared_ptr<FileSystemInfo> info);
+
+// Result of looking at one root on the operating system.
+struct RootProbe {
+  int error = 0;                // errno of statfs, 0 on success
+  std::int64_t fsMagic = 0;     // statfs f_type on success
+};
+
+// The real implementation. Paths are classified from the kernel's mount table
+// (/proc/self/mountinfo), resolving symbolic links by hand one component at a
+// time and never stepping into a network mount, so that classifying a path on
+// a hung server cannot hang. Only driveType and isRootReachable touch a root,
+// and they do it on a worker thread, giving up after the probe timeout; while a
+// probe of a root is still running, later calls for that root wait for the same
+// probe instead of starting another thread. Without a readable mount table the
+// answers come from statfs and device numbers directly.
+class SystemFileSystemInfo : public FileSystemInfo {
+ public:
+  // The function that looks at a root (on the worker thread); the default is
+  // statfs. It must not refer to objects that may die before it returns.
+  using Prober = std::function<RootProbe(const std::string& root)>;
+
+  explicit SystemFileSystemInfo(std::chrono::milliseconds probeTimeout = std::chrono::seconds(2),
+                                Prober prober = {});
+  ~SystemFileSystemInfo() override;
+
+  bool isNetworkPath(const std::wstring& path) const override;
+  std::wstring rootOf(const std::wstring& path) const override;
+  EDriveType driveType(const std::wstring& root) const override;
+  std::vector<std::wstring> roots() const override;
+
+ private:
+  struct Probes;
+  std::chrono::milliseconds m_timeout;
+  Prober m_prober;
+  std::shared_ptr<Probes> m_probes;
+};
+
+// One line of /proc/self/mountinfo, octal escapes decoded.
+struct MountEntry {
+  std::string mountPoint;
+  std::string fsType;
+  std::string source;
+  unsigned major = 0;
+  unsigned minor = 0;
+};
+
+// Parses the text of /proc/self/mountinfo; malformed lines are skipped.
+std::vector<MountEntry> parseMountInfo(std::string_view text);
+// Whether a mount of this type (as mountinfo names it) is a network file system.
+bool isNetworkFileSystemType(std::string_view fsType);
+
+// The mount an absolute path lies on, following symbolic links (missing
+// paths: their nearest existing ancestor). The walk stops at the first
+// network mount it would enter, so nothing on it is touched. Empty when no
+// mount contains the path.
+std::optional<MountEntry> mountOfPath(const std::vector<MountEntry>& mounts, const std::string& absolutePath);
 
 }  // namespace ut::platform

@@ -2,4 +2,5 @@
 
 // Umbrella header: every public family of the library.
 #include <ut/ut_export.h>
+#include <ut/ut_platform.h>
 #include <ut/ut_regstore.h>

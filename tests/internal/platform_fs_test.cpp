@@ -1,0 +1,286 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <unistd.h>
+
+#include "test_support.h"
+#include "ut_platform.h"
+
+namespace up = ut::platform;
+using up::EDriveType;
+using up::MountEntry;
+
+namespace {
+
+std::wstring wide(const std::filesystem::path& p) { return up::fromUtf8(p.string()); }
+
+std::filesystem::path physicalTempDir(const ut::test::TempDir& dir) { return std::filesystem::canonical(dir.path()); }
+
+MountEntry mount(std::string point, std::string type) {
+  MountEntry entry;
+  entry.mountPoint = std::move(point);
+  entry.fsType = std::move(type);
+  return entry;
+}
+
+// A prober that blocks until released; counts how often it was started.
+struct Gate {
+  std::mutex mutex;
+  std::condition_variable released;
+  bool open = false;
+  std::atomic<int> started{0};
+
+  void release() {
+    {
+      const std::lock_guard lock(mutex);
+      open = true;
+    }
+    released.notify_all();
+  }
+};
+
+up::SystemFileSystemInfo::Prober blockingProber(const std::shared_ptr<Gate>& gate) {
+  return [gate](const std::string&) {
+    ++gate->started;
+    std::unique_lock lock(gate->mutex);
+    gate->released.wait(lock, [&] { return gate->open; });
+    return up::RootProbe{};
+  };
+}
+
+class FakeFileSystemInfo : public up::FileSystemInfo {
+ public:
+  explicit FakeFileSystemInfo(EDriveType type) : m_type(type) {}
+  bool isNetworkPath(const std::wstring& path) const override { return path.rfind(L"//", 0) == 0; }
+  std::wstring rootOf(const std::wstring&) const override { return L"//server/share"; }
+  EDriveType driveType(const std::wstring&) const override { return m_type; }
+  std::vector<std::wstring> roots() const override { return {L"//server/share"}; }
+
+ private:
+  EDriveType m_type;
+};
+
+class RestoreFileSystemInfo {
+ public:
+  ~RestoreFileSystemInfo() { up::setFileSystemInfo(nullptr); }
+};
+
+}  // namespace
+
+// --- mount table parsing ---------------------------------------------------------------
+
+TEST(PlatformMountInfo, ParsesFieldsEscapesAndOptionalTags) {
+  const std::string text =
+      "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
+      "27 1 254:3 / / rw,relatime shared:1 master:2 - ext4 /dev/vda3 rw\n"
+      "40 27 0:50 /export /mnt/my\\040share rw - nfs4 server:/export rw,vers=4.2\n"
+      "41 27 0:51 / /media/back\\134slash rw - fuse.sshfs user@host:/ rw\n"
+      "garbage line\n"
+      "42 27 x:y / /bad rw - ext4 /dev/x rw\n"
+      "43 27 0:52 / relative rw - ext4 /dev/y rw\n"
+      "44 27 0:53 / /no-separator rw ext4 /dev/z rw\n"
+      "\n"
+      "45 27 8:17 / /media/usb rw - vfat /dev/sdb1 rw";  // no final line end
+  const auto entries = up::parseMountInfo(text);
+  ASSERT_EQ(entries.size(), 5u);
+  EXPECT_EQ(entries[0].mountPoint, "/proc");
+  EXPECT_EQ(entries[0].fsType, "proc");
+  EXPECT_EQ(entries[1].mountPoint, "/");
+  EXPECT_EQ(entries[1].fsType, "ext4");
+  EXPECT_EQ(entries[1].source, "/dev/vda3");
+  EXPECT_EQ(entries[1].major, 254u);
+  EXPECT_EQ(entries[1].minor, 3u);
+  EXPECT_EQ(entries[2].mountPoint, "/mnt/my share");
+  EXPECT_EQ(entries[2].fsType, "nfs4");
+  EXPECT_EQ(entries[2].source, "server:/export");
+  EXPECT_EQ(entries[3].mountPoint, "/media/back\\slash");
+  EXPECT_EQ(entries[4].mountPoint, "/media/usb");
+  EXPECT_EQ(entries[4].major, 8u);
+  EXPECT_EQ(entries[4].minor, 17u);
+  EXPECT_TRUE(up::parseMountInfo("").empty());
+}
+
+TEST(PlatformMountInfo, NetworkTypes) {
+  for (const char* type : {"nfs", "nfs4", "cifs", "smb3", "afs", "9p", "ceph", "fuse.sshfs"}) {
+    EXPECT_TRUE(up::isNetworkFileSystemType(type)) << type;
+  }
+  for (const char* type : {"ext4", "xfs", "btrfs", "tmpfs", "fuse", "overlay", "vfat", "", "nfsd"}) {
+    EXPECT_FALSE(up::isNetworkFileSystemType(type)) << type;
+  }
+}
+
+// --- resolving paths against a mount table ------------------------------------------------
+
+TEST(PlatformMountOfPath, LongestMountFollowingLinksAndStoppingAtNetwork) {
+  ut::test::TempDir dir;
+  const auto base = physicalTempDir(dir);
+  std::filesystem::create_directories(base / "net" / "sub");
+  std::filesystem::create_directories(base / "local" / "deep");
+  // Inside the pretend network mount a link leads to "/": a walk that looked
+  // inside the network mount would end on "/" instead.
+  std::filesystem::create_directory_symlink("/", base / "net" / "escape");
+  std::filesystem::create_directory_symlink(base / "net", base / "link-to-net");
+  std::filesystem::create_directory_symlink("../net", base / "local" / "relative-link");
+  std::filesystem::create_directory_symlink("loop-b", base / "loop-a");
+  std::filesystem::create_directory_symlink("loop-a", base / "loop-b");
+
+  const std::vector<MountEntry> mounts = {
+      mount("/", "ext4"),
+      mount((base / "net").string(), "nfs"),
+      mount((base / "local").string(), "tmpfs"),
+      mount((base / "local").string(), "ext4"),  // mounted over the tmpfs
+  };
+  const auto mountOf = [&](const std::filesystem::path& p) {
+    const auto found = up::mountOfPath(mounts, p.string());
+    return found ? found->mountPoint + "|" + found->fsType : std::string("none");
+  };
+  const std::string net = (base / "net").string() + "|nfs";
+  const std::string local = (base / "local").string() + "|ext4";
+
+  EXPECT_EQ(mountOf(base / "net"), net);
+  EXPECT_EQ(mountOf(base / "net" / "sub" / "file"), net);
+  EXPECT_EQ(mountOf(base / "net" / "escape" / "etc"), net);
+  EXPECT_EQ(mountOf(base / "link-to-net" / "sub"), net);
+  EXPECT_EQ(mountOf(base / "local" / "relative-link" / "x"), net);
+  EXPECT_EQ(mountOf(base / "local" / "deep" / "missing" / "file"), local);
+  EXPECT_EQ(mountOf(base / "local" / ".." / "net"), net);
+  // A name that merely starts like a mount point is not inside it.
+  EXPECT_EQ(mountOf(base.string() + "/network-like"), "/|ext4");
+  EXPECT_EQ(mountOf(base / "missing" / ".." / "local"), "/|ext4");  // ".." of a missing folder is not resolved
+  // Loops end without hanging.
+  EXPECT_EQ(mountOf(base / "loop-a" / "x"), "/|ext4");
+  EXPECT_FALSE(up::mountOfPath(mounts, "relative/path").has_value());
+  EXPECT_FALSE(up::mountOfPath({}, "/anything").has_value());
+  EXPECT_EQ(up::mountOfPath({mount("/", "nfs")}, "/a/b")->fsType, "nfs");
+}
+
+// --- the real implementation ----------------------------------------------------------------
+
+TEST(PlatformSystemFileSystemInfo, LocalTempPathAndMissingChildren) {
+  ut::test::TempDir dir;
+  up::SystemFileSystemInfo info;
+  const std::wstring path = wide(dir.path());
+  EXPECT_FALSE(info.isNetworkPath(path));
+  EXPECT_FALSE(info.isNetworkPath(path + L"/not/yet/there.dwg"));
+
+  const std::wstring root = info.rootOf(path);
+  ASSERT_FALSE(root.empty());
+  const std::wstring physical = wide(physicalTempDir(dir));
+  EXPECT_EQ(physical.compare(0, root.size(), root), 0) << "root is an ancestor";
+  EXPECT_EQ(info.rootOf(path + L"/not/yet/there.dwg"), root);
+  EXPECT_TRUE(info.isRootReachable(root));
+  const EDriveType type = info.driveType(root);
+  EXPECT_TRUE(type == EDriveType::eFixed || type == EDriveType::eRamDisk || type == EDriveType::eRemovable)
+      << static_cast<int>(type);
+
+  const auto roots = info.roots();
+  EXPECT_NE(std::find(roots.begin(), roots.end(), root), roots.end());
+  EXPECT_NE(std::find(roots.begin(), roots.end(), L"/"), roots.end());
+  EXPECT_EQ(std::find(roots.begin(), roots.end(), L"/proc"), roots.end()) << "kernel file systems left out";
+}
+
+TEST(PlatformSystemFileSystemInfo, MissingRootsAndBadInput) {
+  up::SystemFileSystemInfo info;
+  EXPECT_EQ(info.driveType(L"/no-such-root-for-ut-tests"), EDriveType::eNoRootDir);
+  EXPECT_FALSE(info.isRootReachable(L"/no-such-root-for-ut-tests"));
+  EXPECT_EQ(info.driveType(L""), EDriveType::eNoRootDir);
+  EXPECT_EQ(info.rootOf(L""), L"");
+  EXPECT_FALSE(info.isNetworkPath(L""));
+  EXPECT_FALSE(info.isNetworkPath(std::wstring(L"/tmp\0x", 6)));
+  EXPECT_EQ(info.rootOf(L"/no-such-root-for-ut-tests/a/b"), info.rootOf(L"/"));
+}
+
+TEST(PlatformSystemFileSystemInfo, RelativePathsAreTakenFromTheWorkingDirectory) {
+  up::SystemFileSystemInfo info;
+  std::array<char, 4096> cwd{};
+  ASSERT_NE(::getcwd(cwd.data(), cwd.size()), nullptr);
+  EXPECT_EQ(info.rootOf(L"relative/missing/file"), info.rootOf(up::fromUtf8(cwd.data())));
+}
+
+TEST(PlatformSystemFileSystemInfo, LinksAreFollowedToTheirMount) {
+  if (!std::filesystem::exists("/proc/self")) GTEST_SKIP() << "no /proc";
+  ut::test::TempDir dir;
+  std::filesystem::create_directory_symlink("/proc", dir / "proc-link");
+  up::SystemFileSystemInfo info;
+  EXPECT_EQ(info.rootOf(wide(dir / "proc-link" / "self")), L"/proc");
+}
+
+TEST(PlatformSystemFileSystemInfo, HungProbeTimesOutAndIsShared) {
+  auto gate = std::make_shared<Gate>();
+  auto info = std::make_unique<up::SystemFileSystemInfo>(std::chrono::milliseconds(100), blockingProber(gate));
+
+  const auto start = std::chrono::steady_clock::now();
+  std::vector<std::thread> callers;
+  std::atomic<int> unknown{0};
+  for (int i = 0; i < 3; ++i) {
+    callers.emplace_back([&] {
+      if (info->driveType(L"/") == EDriveType::eUnknown) ++unknown;
+    });
+  }
+  for (auto& caller : callers) caller.join();
+  const auto waited = std::chrono::steady_clock::now() - start;
+  EXPECT_EQ(unknown.load(), 3);
+  EXPECT_LT(waited, std::chrono::seconds(5));
+  EXPECT_FALSE(info->isRootReachable(L"/"));
+  // Every caller waited on the one probe still stuck.
+  EXPECT_EQ(gate->started.load(), 1);
+
+  // Destroying the object while the probe hangs is safe; the worker finishes later.
+  info.reset();
+  gate->release();
+  auto fresh = std::make_unique<up::SystemFileSystemInfo>(std::chrono::milliseconds(2000), blockingProber(gate));
+  EXPECT_NE(fresh->driveType(L"/"), EDriveType::eUnknown);
+  EXPECT_EQ(gate->started.load(), 2);
+}
+
+TEST(PlatformSystemFileSystemInfo, ProbeErrorsMapToDriveTypes) {
+  const auto withError = [](int error) {
+    up::SystemFileSystemInfo info(std::chrono::seconds(2), [error](const std::string&) {
+      up::RootProbe probe;
+      probe.error = error;
+      return probe;
+    });
+    return info.driveType(L"/");
+  };
+  EXPECT_EQ(withError(ENOENT), EDriveType::eNoRootDir);
+  EXPECT_EQ(withError(ENOTDIR), EDriveType::eNoRootDir);
+  EXPECT_EQ(withError(EIO), EDriveType::eUnknown);
+  EXPECT_EQ(withError(ETIMEDOUT), EDriveType::eUnknown);
+  EXPECT_NE(withError(EACCES), EDriveType::eUnknown);  // it exists, only unreadable
+  EXPECT_NE(withError(0), EDriveType::eUnknown);
+
+  up::SystemFileSystemInfo throwing(std::chrono::seconds(2),
+                                    [](const std::string&) -> up::RootProbe { throw std::runtime_error("x"); });
+  EXPECT_EQ(throwing.driveType(L"/"), EDriveType::eUnknown);
+}
+
+// --- process-wide accessor ----------------------------------------------------------------------
+
+TEST(PlatformFileSystemInfo, ReplaceableAndRestorable) {
+  RestoreFileSystemInfo restore;
+  const auto real = up::fileSystemInfo();
+  ASSERT_NE(real, nullptr);
+  EXPECT_NE(dynamic_cast<up::SystemFileSystemInfo*>(real.get()), nullptr);
+
+  auto fake = std::make_shared<FakeFileSystemInfo>(EDriveType::eRemote);
+  up::setFileSystemInfo(fake);
+  EXPECT_EQ(up::fileSystemInfo(), fake);
+  EXPECT_TRUE(up::fileSystemInfo()->isNetworkPath(L"//server/share/a.dwg"));
+  EXPECT_TRUE(up::fileSystemInfo()->isRootReachable(L"//server/share"));
+
+  up::setFileSystemInfo(std::make_shared<FakeFileSystemInfo>(EDriveType::eUnknown));
+  EXPECT_FALSE(up::fileSystemInfo()->isRootReachable(L"//server/share"));
+  up::setFileSystemInfo(std::make_shared<FakeFileSystemInfo>(EDriveType::eNoRootDir));
+  EXPECT_FALSE(up::fileSystemInfo()->isRootReachable(L"//server/share"));
+
+  up::setFileSystemInfo(nullptr);
+  EXPECT_EQ(up::fileSystemInfo(), real);
+}

@@ -1,0 +1,206 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <ut/ut_platform.h>
+
+#include "test_support.h"
+#include "ut_platform.h"
+
+namespace up = ut::platform;
+
+namespace {
+
+// Collects handler output; safe to call from several threads.
+class Capture {
+ public:
+  ut::DebugOutputHandler handler() {
+    return [this](const wchar_t* text) {
+      const std::lock_guard lock(m_mutex);
+      m_texts.emplace_back(text);
+    };
+  }
+  std::vector<std::wstring> texts() const {
+    const std::lock_guard lock(m_mutex);
+    return m_texts;
+  }
+
+ private:
+  mutable std::mutex m_mutex;
+  std::vector<std::wstring> m_texts;
+};
+
+// Restores standard error handling whatever a test leaves installed.
+class HandlerReset {
+ public:
+  ~HandlerReset() { ut::setDebugOutputHandler({}); }
+};
+
+// Sends file descriptor 2 to a file for the lifetime of the object.
+class StderrToFile {
+ public:
+  explicit StderrToFile(const std::filesystem::path& file) {
+    m_saved = ::dup(STDERR_FILENO);
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd >= 0) {
+      ::dup2(fd, STDERR_FILENO);
+      ::close(fd);
+    }
+  }
+  ~StderrToFile() {
+    if (m_saved >= 0) {
+      ::dup2(m_saved, STDERR_FILENO);
+      ::close(m_saved);
+    }
+  }
+  StderrToFile(const StderrToFile&) = delete;
+  StderrToFile& operator=(const StderrToFile&) = delete;
+
+ private:
+  int m_saved = -1;
+};
+
+}  // namespace
+
+// --- counter --------------------------------------------------------------------------
+
+TEST(PlatformCounter, MonotonicNanosecondsAtOneGigahertz) {
+  EXPECT_EQ(up::performanceFrequency(), 1'000'000'000);
+  std::int64_t previous = up::performanceCounter();
+  for (int i = 0; i < 10000; ++i) {
+    const std::int64_t now = up::performanceCounter();
+    ASSERT_GE(now, previous);
+    previous = now;
+  }
+  const std::int64_t before = up::performanceCounter();
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  const std::int64_t elapsed = up::performanceCounter() - before;
+  // At least the slept time in ticks of the stated frequency, and not absurdly more.
+  EXPECT_GE(elapsed, up::performanceFrequency() * 30 / 1000);
+  EXPECT_LT(elapsed, up::performanceFrequency() * 10);
+}
+
+// --- debugger output ---------------------------------------------------------------------
+
+TEST(PlatformDebugOutput, HandlerReceivesTextUntilRestored) {
+  HandlerReset reset;
+  ut::test::TempDir dir;
+  Capture capture;
+  ut::setDebugOutputHandler(capture.handler());
+  up::outputDebugString(L"first line\r\n");
+  up::outputDebugString(L"Grüße \U0001F600");
+  up::outputDebugString(std::wstring(L"cut\0here", 8));  // ends at the null, like its model
+  up::outputDebugString(L"");
+
+  {
+    StderrToFile redirect(dir / "stderr.txt");
+    ut::setDebugOutputHandler({});
+    up::outputDebugString(L"to stderr: Grüße €\n");
+  }
+  const std::vector<std::wstring> expected = {L"first line\r\n", L"Grüße \U0001F600", L"cut", L""};
+  EXPECT_EQ(capture.texts(), expected);
+  EXPECT_EQ(ut::test::readFileBytes(dir / "stderr.txt"), "to stderr: Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC\n");
+}
+
+TEST(PlatformDebugOutput, ReplacingHandlerSwitchesTarget) {
+  HandlerReset reset;
+  Capture first;
+  Capture second;
+  ut::setDebugOutputHandler(first.handler());
+  up::outputDebugString(L"one");
+  ut::setDebugOutputHandler(second.handler());
+  up::outputDebugString(L"two");
+  EXPECT_EQ(first.texts(), std::vector<std::wstring>{L"one"});
+  EXPECT_EQ(second.texts(), std::vector<std::wstring>{L"two"});
+}
+
+TEST(PlatformDebugOutput, OldHandlerNeverRunsAfterReplacementReturns) {
+  HandlerReset reset;
+  std::atomic<bool> retired{false};
+  std::atomic<int> lateCalls{0};
+  std::atomic<int> calls{0};
+  ut::setDebugOutputHandler([&](const wchar_t*) {
+    ++calls;
+    // Slow enough that replacements regularly meet a running call.
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    if (retired.load()) ++lateCalls;
+  });
+
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> writers;
+  for (int t = 0; t < 3; ++t) {
+    writers.emplace_back([&] {
+      while (!stop.load()) up::outputDebugString(L"x");
+    });
+  }
+  while (calls.load() < 20) std::this_thread::yield();
+  Capture replacement;
+  ut::setDebugOutputHandler(replacement.handler());
+  retired = true;
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  stop = true;
+  for (auto& writer : writers) writer.join();
+  EXPECT_EQ(lateCalls.load(), 0);
+  EXPECT_FALSE(replacement.texts().empty());
+}
+
+TEST(PlatformDebugOutput, HandlerMayOutputReplaceOrThrowWithoutHarm) {
+  HandlerReset reset;
+  ut::test::TempDir dir;
+  Capture after;
+  std::atomic<int> calls{0};
+  {
+    StderrToFile redirect(dir / "stderr.txt");
+    ut::setDebugOutputHandler([&](const wchar_t* text) {
+      ++calls;
+      const std::wstring s(text);
+      if (s == L"nested") up::outputDebugString(L"from inside\n");  // goes to stderr, no recursion
+      if (s == L"throw") throw std::runtime_error("handler failure");
+      if (s == L"swap") ut::setDebugOutputHandler(after.handler());  // must not wait for itself
+    });
+    up::outputDebugString(L"nested");
+    up::outputDebugString(L"throw");
+    up::outputDebugString(L"swap");
+    up::outputDebugString(L"later");
+  }
+  EXPECT_EQ(calls.load(), 3);
+  EXPECT_EQ(after.texts(), std::vector<std::wstring>{L"later"});
+  EXPECT_EQ(ut::test::readFileBytes(dir / "stderr.txt"), "from inside\n");
+}
+
+// --- identity -------------------------------------------------------------------------------
+
+TEST(PlatformIdentity, LoginAndHostNames) {
+  const std::wstring login = up::loginName();
+  ASSERT_FALSE(login.empty());
+  EXPECT_EQ(login.find(L'\0'), std::wstring::npos);
+  if (const passwd* entry = ::getpwuid(::geteuid())) {
+    EXPECT_EQ(login, up::fromUtf8(entry->pw_name));
+  }
+
+  utsname names{};
+  ASSERT_EQ(::uname(&names), 0);
+  EXPECT_EQ(up::hostName(), up::fromUtf8(names.nodename));
+}
+
+// --- paths ------------------------------------------------------------------------------------
+
+TEST(PlatformPaths, BackslashesBecomeSlashes) {
+  EXPECT_EQ(up::toNativeSeparators(L"C:\\dir\\sub/file.dwg"), L"C:/dir/sub/file.dwg");
+  EXPECT_EQ(up::toNativeSeparators(L"\\\\server\\share"), L"//server/share");
+  EXPECT_EQ(up::toNativeSeparators(L"/already/native"), L"/already/native");
+  EXPECT_EQ(up::toNativeSeparators(L""), L"");
+  EXPECT_EQ(up::toNativeSeparators(std::wstring(L"a\\\0b", 4)), std::wstring(L"a/\0b", 4));
+}
