@@ -1,0 +1,254 @@
+#pragma once
+
+// The in-memory configuration tree. It mirrors the registry: containers are
+// keys, value nodes are values. Every node carries its full path with "/"
+// between levels; a path that is empty or ends in "/" names a key.
+//
+// A tree fresh from the store holds containers and value nodes only. Changes
+// made afterwards are recorded in the same tree, in place (setters on value
+// nodes, containers marked touched) or as overlay nodes: ConfigReplacedNode for
+// a subtree that replaces one present before, ConfigDeletedNode for a removal.
+// A flush destroys in the store exactly what the nodes answering
+// isDestructiveWrite() stand for, then writes what is touched.
+//
+// Nodes and values are always held through std::shared_ptr; a node never owns
+// its parent. The tree has no lock: callers serialise access.
+
+#include <ut/ut_export.h>
+
+#include "OdString.h"
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+namespace ut {
+
+// A value held by exactly one value node.
+class UT_EXPORT ConfigValBase {
+ public:
+  // Node value types: -1 absent or deleted, 0 no value, 1 32-bit unsigned
+  // number, 2 string.
+  enum Type { kNone = -1, kNoValue = 0, kULong = 1, kString = 2 };
+
+  virtual ~ConfigValBase();
+  virtual Type type() const = 0;
+  virtual bool getULong(unsigned long& value) const = 0;
+  virtual bool getString(OdString& value) const = 0;
+  virtual bool setULong(unsigned long value) = 0;
+  virtual bool setString(const wchar_t* value) = 0;
+};
+
+// A 32-bit unsigned number. Numbers wider than 32 bits keep their low 32 bits,
+// as a registry DWORD does.
+class UT_EXPORT ConfigValULong final : public ConfigValBase {
+ public:
+  explicit ConfigValULong(unsigned long value = 0);
+  Type type() const override;
+  bool getULong(unsigned long& value) const override;
+  bool getString(OdString& value) const override;
+  bool setULong(unsigned long value) override;
+  bool setString(const wchar_t* value) override;
+
+ private:
+  std::uint32_t m_value;
+};
+
+class UT_EXPORT ConfigValString final : public ConfigValBase {
+ public:
+  explicit ConfigValString(const OdString& value = OdString());
+  Type type() const override;
+  bool getULong(unsigned long& value) const override;
+  bool getString(OdString& value) const override;
+  bool setULong(unsigned long value) override;
+  bool setString(const wchar_t* value) override;
+
+ private:
+  OdString m_value;
+};
+
+class ConfigNodeBase;
+using ConfigNodePtr = std::shared_ptr<ConfigNodeBase>;
+
+// A node path's collation key (see ConfigNodeBase::pathKey), for lookups.
+struct ConfigPathKey {
+  std::string bytes;
+};
+
+// Orders a container's children: case-insensitively by full path, with the
+// process locale's collation (so "A/b" and "A/B" are the same child). An empty
+// first pointer sorts before anything, even another empty pointer.
+struct UT_EXPORT ConfigNodeComparator {
+  bool operator()(ConfigNodePtr a, ConfigNodePtr b) const;
+
+  // Lookups by a precomputed collation key (see ConfigNodeBase::pathKey), so
+  // that finding a child costs one key computation, not one per comparison.
+  using is_transparent = void;
+  bool operator()(const ConfigNodePtr& a, const ConfigPathKey& b) const;
+  bool operator()(const ConfigPathKey& a, const ConfigNodePtr& b) const;
+};
+
+using ConfigNodeSet = std::set<ConfigNodePtr, ConfigNodeComparator>;
+
+class UT_EXPORT ConfigNodeBase {
+ public:
+  ConfigNodeBase() = default;
+  // A copy shares the value object, not a copy of it.
+  ConfigNodeBase(const ConfigNodeBase&) = default;
+  ConfigNodeBase& operator=(const ConfigNodeBase&) = default;
+  virtual ~ConfigNodeBase();
+
+  virtual ConfigValBase::Type type() const;
+  // True only for a number (type 1); the output is untouched otherwise.
+  virtual bool getULong(unsigned long& value) const;
+  // True only for a string (type 2); the output is untouched otherwise.
+  virtual bool getString(OdString& value) const;
+  // Updates a number in place, or replaces any other value by a number.
+  virtual bool setULong(unsigned long value);
+  // Updates a string in place, or replaces any other value by a string; a
+  // null pointer removes the value (type 0).
+  virtual bool setString(const wchar_t* value);
+
+  virtual const OdString& path() const = 0;
+  virtual bool isContainerNode() const = 0;
+  virtual const ConfigNodeSet& children() const = 0;
+  // The descendant at a path relative to this node ("a/b/c"), looked up
+  // case-insensitively level by level; empty when a level is missing.
+  virtual ConfigNodePtr childAt(const OdString& relativePath) const = 0;
+  virtual bool addChild(ConfigNodePtr child) = 0;
+  virtual bool removeChild(ConfigNodePtr child) = 0;
+  // Whether a flush must first delete what the store holds at this path.
+  virtual bool isDestructiveWrite() const = 0;
+  // Whether a flush must write this node (containers: whether they changed).
+  virtual bool isTouched() const = 0;
+  virtual void unTouch() = 0;
+
+  // The collation key of path(), computed when the node is made: a node's
+  // path never changes and children are compared constantly.
+  const std::string& pathKey() const { return m_pathKey; }
+
+ protected:
+  std::shared_ptr<ConfigValBase> m_value;
+  std::string m_pathKey;
+};
+
+// A value node (a leaf); also the base of every other node kind.
+class UT_EXPORT ConfigNode : public ConfigNodeBase {
+ public:
+  explicit ConfigNode(const OdString& path);
+  ConfigNode(const ConfigNode&) = default;
+  ConfigNode(ConfigNode&&) = default;
+  ConfigNode& operator=(const ConfigNode&) = default;
+  ConfigNode& operator=(ConfigNode&&) = default;
+  ~ConfigNode() override;
+
+  // The child set of every node kind that has no children.
+  static const ConfigNodeSet kEmptySet;
+
+  // A container for an empty path or one ending in "/", else a value node;
+  // without a value, children or touched mark.
+  static ConfigNodePtr createNode(const OdString& path);
+  // A deep copy made of fresh nodes and values, sharing nothing with the
+  // source. withDeleted: whether tombstones are copied (true) or left out
+  // (false). Overlay nodes are copied as the node they wrap; an absent node
+  // copies to an empty pointer.
+  static ConfigNodePtr cloneNode(ConfigNodePtr node, bool withDeleted = true);
+
+  const OdString& path() const override;
+  bool isContainerNode() const override;
+  const ConfigNodeSet& children() const override;
+  ConfigNodePtr childAt(const OdString& relativePath) const override;
+  bool addChild(ConfigNodePtr child) override;
+  bool removeChild(ConfigNodePtr child) override;
+  bool isDestructiveWrite() const override;
+  bool isTouched() const override;
+  void unTouch() override;
+
+ protected:
+  OdString m_path;
+};
+
+// A key: holds children and may carry a default value of its own.
+class UT_EXPORT ConfigContainerNode : public ConfigNode {
+ public:
+  explicit ConfigContainerNode(const OdString& path);
+  ~ConfigContainerNode() override;
+
+  // Both setters mark the container touched first.
+  bool setULong(unsigned long value) override;
+  bool setString(const wchar_t* value) override;
+
+  bool isContainerNode() const override;
+  const ConfigNodeSet& children() const override;
+  ConfigNodePtr childAt(const OdString& relativePath) const override;
+  // Refuses a child with an empty path. A child whose path equals an existing
+  // one's (ignoring case) replaces it through a ConfigReplacedNode.
+  bool addChild(ConfigNodePtr child) override;
+  // Searches the subtree for this very node object; replaces it by a
+  // ConfigDeletedNode in its parent and marks every container on the way.
+  bool removeChild(ConfigNodePtr child) override;
+  bool isTouched() const override;
+  void unTouch() override;
+
+ private:
+  friend class ConfigNode;  // cloneNode fills a fresh copy's children directly
+
+  ConfigNodeSet m_children;
+  bool m_touched = false;
+};
+
+// A tombstone: what was at this path is to be deleted by the next flush.
+class UT_EXPORT ConfigDeletedNode : public ConfigNode {
+ public:
+  ConfigDeletedNode(const OdString& path, bool wasContainer);
+  ~ConfigDeletedNode() override;
+
+  ConfigValBase::Type type() const override;
+  bool isContainerNode() const override;
+  bool wasContainer() const { return m_wasContainer; }
+
+ private:
+  bool m_wasContainer;
+};
+
+// The absence of any node where an operation must return one.
+class UT_EXPORT ConfigNoNode : public ConfigNode {
+ public:
+  explicit ConfigNoNode(const OdString& path = OdString());
+  ~ConfigNoNode() override;
+
+  ConfigValBase::Type type() const override;
+  bool isContainerNode() const override;
+};
+
+// Stands in a parent's child set for a child that replaced another at the same
+// path: everything is the wrapped node's, except that a flush must destroy the
+// old subtree first.
+class UT_EXPORT ConfigReplacedNode : public ConfigNode {
+ public:
+  explicit ConfigReplacedNode(ConfigNodePtr wrapped);
+  ~ConfigReplacedNode() override;
+
+  const ConfigNodePtr& wrapped() const { return m_wrapped; }
+
+  ConfigValBase::Type type() const override;
+  bool getULong(unsigned long& value) const override;
+  bool getString(OdString& value) const override;
+  bool setULong(unsigned long value) override;
+  bool setString(const wchar_t* value) override;
+  const OdString& path() const override;
+  bool isContainerNode() const override;
+  const ConfigNodeSet& children() const override;
+  ConfigNodePtr childAt(const OdString& relativePath) const override;
+  bool addChild(ConfigNodePtr child) override;
+  bool removeChild(ConfigNodePtr child) override;
+  bool isDestructiveWrite() const override;
+  bool isTouched() const override;
+  void unTouch() override;
+
+ private:
+  ConfigNodePtr m_wrapped;
+};
+
+}  // namespace ut

@@ -1,0 +1,303 @@
+#include <ut/ut_confignode.h>
+
+#include "ut_platform.h"
+
+#include <string_view>
+
+namespace ut {
+
+namespace {
+
+std::wstring_view view(const OdString& s) {
+  return std::wstring_view(s.c_str(), static_cast<std::size_t>(s.getLength()));
+}
+
+std::string keyOf(const OdString& path) {
+  return platform::sortKeyNoCase(view(path));
+}
+
+bool endsWithSlash(const OdString& path) {
+  const int n = path.getLength();
+  return n > 0 && path.c_str()[n - 1] == L'/';
+}
+
+// The child of `set` whose path equals `fullPath` ignoring case, or none.
+ConfigNodePtr findChild(const ConfigNodeSet& set, const std::wstring& fullPath) {
+  if (set.empty()) return nullptr;
+  const auto it = set.find(ConfigPathKey{platform::sortKeyNoCase(fullPath)});
+  return it == set.end() ? nullptr : *it;
+}
+
+}  // namespace
+
+// --- values -----------------------------------------------------------------
+
+ConfigValBase::~ConfigValBase() = default;
+
+ConfigValULong::ConfigValULong(unsigned long value) : m_value(static_cast<std::uint32_t>(value)) {}
+ConfigValBase::Type ConfigValULong::type() const { return kULong; }
+bool ConfigValULong::getULong(unsigned long& value) const {
+  value = m_value;
+  return true;
+}
+bool ConfigValULong::getString(OdString&) const { return false; }
+bool ConfigValULong::setULong(unsigned long value) {
+  m_value = static_cast<std::uint32_t>(value);
+  return true;
+}
+bool ConfigValULong::setString(const wchar_t*) { return false; }
+
+ConfigValString::ConfigValString(const OdString& value) : m_value(value) {}
+ConfigValBase::Type ConfigValString::type() const { return kString; }
+bool ConfigValString::getULong(unsigned long&) const { return false; }
+bool ConfigValString::getString(OdString& value) const {
+  value = m_value;
+  return true;
+}
+bool ConfigValString::setULong(unsigned long) { return false; }
+bool ConfigValString::setString(const wchar_t* value) {
+  if (value == nullptr) return false;
+  m_value = value;
+  return true;
+}
+
+// --- comparator -------------------------------------------------------------
+
+bool ConfigNodeComparator::operator()(ConfigNodePtr a, ConfigNodePtr b) const {
+  // An empty first pointer sorts first even against another empty pointer;
+  // callers rely on this exact answer.
+  if (!a) return true;
+  if (!b) return false;
+  return a->pathKey() < b->pathKey();
+}
+
+bool ConfigNodeComparator::operator()(const ConfigNodePtr& a, const ConfigPathKey& b) const {
+  if (!a) return true;
+  return a->pathKey() < b.bytes;
+}
+
+bool ConfigNodeComparator::operator()(const ConfigPathKey& a, const ConfigNodePtr& b) const {
+  if (!b) return false;
+  return a.bytes < b->pathKey();
+}
+
+// --- ConfigNodeBase ---------------------------------------------------------
+
+ConfigNodeBase::~ConfigNodeBase() = default;
+
+ConfigValBase::Type ConfigNodeBase::type() const {
+  return m_value ? m_value->type() : ConfigValBase::kNoValue;
+}
+
+bool ConfigNodeBase::getULong(unsigned long& value) const {
+  if (type() != ConfigValBase::kULong) return false;
+  return m_value->getULong(value);
+}
+
+bool ConfigNodeBase::getString(OdString& value) const {
+  if (type() != ConfigValBase::kString) return false;
+  return m_value->getString(value);
+}
+
+bool ConfigNodeBase::setULong(unsigned long value) {
+  // type() is virtual: a tombstone reports -1 even when it holds a value, so
+  // test the value object itself before updating in place.
+  if (type() == ConfigValBase::kULong && m_value) return m_value->setULong(value);
+  m_value = std::make_shared<ConfigValULong>(value);
+  return true;
+}
+
+bool ConfigNodeBase::setString(const wchar_t* value) {
+  if (value == nullptr) {
+    m_value.reset();
+    return true;
+  }
+  if (type() == ConfigValBase::kString && m_value) return m_value->setString(value);
+  m_value = std::make_shared<ConfigValString>(OdString(value));
+  return true;
+}
+
+// --- ConfigNode -------------------------------------------------------------
+
+const ConfigNodeSet ConfigNode::kEmptySet;
+
+ConfigNode::ConfigNode(const OdString& path) : m_path(path) { m_pathKey = keyOf(path); }
+ConfigNode::~ConfigNode() = default;
+
+ConfigNodePtr ConfigNode::createNode(const OdString& path) {
+  if (path.isEmpty() || endsWithSlash(path)) return std::make_shared<ConfigContainerNode>(path);
+  return std::make_shared<ConfigNode>(path);
+}
+
+ConfigNodePtr ConfigNode::cloneNode(ConfigNodePtr node, bool withDeleted) {
+  if (!node) return nullptr;
+  if (const auto* replaced = dynamic_cast<const ConfigReplacedNode*>(node.get())) {
+    return cloneNode(replaced->wrapped(), withDeleted);
+  }
+  if (dynamic_cast<const ConfigNoNode*>(node.get()) != nullptr) return nullptr;
+  if (const auto* deleted = dynamic_cast<const ConfigDeletedNode*>(node.get())) {
+    if (!withDeleted) return nullptr;
+    return std::make_shared<ConfigDeletedNode>(deleted->path(), deleted->wasContainer());
+  }
+
+  ConfigNodePtr copy;
+  if (node->isContainerNode()) {
+    auto container = std::make_shared<ConfigContainerNode>(node->path());
+    for (const auto& child : node->children()) {
+      if (auto childCopy = cloneNode(child, withDeleted)) {
+        // Insert directly: the copy must not record the children as replacements.
+        container->m_children.insert(std::move(childCopy));
+      }
+    }
+    copy = std::move(container);
+  } else {
+    copy = std::make_shared<ConfigNode>(node->path());
+  }
+  // Copy the value by contents, never by sharing the value object. Set it
+  // through the base so that a container's copy is not marked touched.
+  unsigned long number = 0;
+  OdString text;
+  if (node->getULong(number)) {
+    copy->ConfigNodeBase::setULong(number);
+  } else if (node->getString(text)) {
+    copy->ConfigNodeBase::setString(text.c_str());
+  }
+  return copy;
+}
+
+const OdString& ConfigNode::path() const { return m_path; }
+bool ConfigNode::isContainerNode() const { return false; }
+const ConfigNodeSet& ConfigNode::children() const { return kEmptySet; }
+ConfigNodePtr ConfigNode::childAt(const OdString&) const { return nullptr; }
+bool ConfigNode::addChild(ConfigNodePtr) { return false; }
+bool ConfigNode::removeChild(ConfigNodePtr) { return false; }
+bool ConfigNode::isDestructiveWrite() const { return type() == ConfigValBase::kNone; }
+bool ConfigNode::isTouched() const { return true; }
+void ConfigNode::unTouch() {}
+
+// --- ConfigContainerNode ----------------------------------------------------
+
+ConfigContainerNode::ConfigContainerNode(const OdString& path) : ConfigNode(path) {}
+ConfigContainerNode::~ConfigContainerNode() = default;
+
+bool ConfigContainerNode::setULong(unsigned long value) {
+  m_touched = true;
+  return ConfigNode::setULong(value);
+}
+
+bool ConfigContainerNode::setString(const wchar_t* value) {
+  m_touched = true;
+  return ConfigNode::setString(value);
+}
+
+bool ConfigContainerNode::isContainerNode() const { return true; }
+const ConfigNodeSet& ConfigContainerNode::children() const { return m_children; }
+
+ConfigNodePtr ConfigContainerNode::childAt(const OdString& relativePath) const {
+  std::wstring_view rest = view(relativePath);
+  while (!rest.empty() && rest.front() == L'/') rest.remove_prefix(1);
+  if (rest.empty()) return nullptr;
+
+  const std::size_t slash = rest.find(L'/');
+  const std::wstring_view component = rest.substr(0, slash);
+  std::wstring fullPath(view(m_path));
+  fullPath.append(component);
+
+  if (slash == std::wstring_view::npos) {
+    // The last component may name a value or a key.
+    if (auto value = findChild(m_children, fullPath)) return value;
+    fullPath.push_back(L'/');
+    return findChild(m_children, fullPath);
+  }
+
+  // An intermediate component always names a key, whose path ends in "/".
+  fullPath.push_back(L'/');
+  ConfigNodePtr child = findChild(m_children, fullPath);
+  std::wstring_view tail = rest.substr(slash);
+  while (!tail.empty() && tail.front() == L'/') tail.remove_prefix(1);
+  if (!child || tail.empty()) return child;
+  return child->childAt(OdString(std::wstring(tail).c_str()));
+}
+
+bool ConfigContainerNode::addChild(ConfigNodePtr child) {
+  if (!child || child->path().isEmpty()) return false;
+  m_touched = true;
+  const auto it = m_children.find(child);
+  if (it != m_children.end()) {
+    // The store still holds the old subtree: the overlay makes the next flush
+    // delete it before writing the new one.
+    m_children.erase(it);
+    m_children.insert(std::make_shared<ConfigReplacedNode>(std::move(child)));
+  } else {
+    m_children.insert(std::move(child));
+  }
+  return true;
+}
+
+bool ConfigContainerNode::removeChild(ConfigNodePtr child) {
+  if (!child) return false;
+  const auto it = m_children.find(child);
+  if (it != m_children.end() && *it == child) {
+    m_touched = true;
+    auto tombstone = std::make_shared<ConfigDeletedNode>(child->path(), child->isContainerNode());
+    m_children.erase(it);
+    m_children.insert(std::move(tombstone));
+    return true;
+  }
+  for (const auto& own : m_children) {
+    if (own->removeChild(child)) {
+      m_touched = true;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool ConfigContainerNode::isTouched() const { return m_touched; }
+void ConfigContainerNode::unTouch() { m_touched = false; }
+
+// --- ConfigDeletedNode ------------------------------------------------------
+
+ConfigDeletedNode::ConfigDeletedNode(const OdString& path, bool wasContainer)
+    : ConfigNode(path), m_wasContainer(wasContainer) {}
+ConfigDeletedNode::~ConfigDeletedNode() = default;
+ConfigValBase::Type ConfigDeletedNode::type() const { return ConfigValBase::kNone; }
+bool ConfigDeletedNode::isContainerNode() const { return m_wasContainer; }
+
+// --- ConfigNoNode -----------------------------------------------------------
+
+ConfigNoNode::ConfigNoNode(const OdString& path) : ConfigNode(path) {}
+ConfigNoNode::~ConfigNoNode() = default;
+ConfigValBase::Type ConfigNoNode::type() const { return ConfigValBase::kNone; }
+bool ConfigNoNode::isContainerNode() const { return true; }
+
+// --- ConfigReplacedNode -----------------------------------------------------
+
+ConfigReplacedNode::ConfigReplacedNode(ConfigNodePtr wrapped)
+    : ConfigNode(wrapped ? wrapped->path() : OdString()), m_wrapped(std::move(wrapped)) {}
+ConfigReplacedNode::~ConfigReplacedNode() = default;
+
+ConfigValBase::Type ConfigReplacedNode::type() const {
+  return m_wrapped ? m_wrapped->type() : ConfigValBase::kNone;
+}
+bool ConfigReplacedNode::getULong(unsigned long& value) const { return m_wrapped && m_wrapped->getULong(value); }
+bool ConfigReplacedNode::getString(OdString& value) const { return m_wrapped && m_wrapped->getString(value); }
+bool ConfigReplacedNode::setULong(unsigned long value) { return m_wrapped && m_wrapped->setULong(value); }
+bool ConfigReplacedNode::setString(const wchar_t* value) { return m_wrapped && m_wrapped->setString(value); }
+const OdString& ConfigReplacedNode::path() const { return m_wrapped ? m_wrapped->path() : m_path; }
+bool ConfigReplacedNode::isContainerNode() const { return m_wrapped && m_wrapped->isContainerNode(); }
+const ConfigNodeSet& ConfigReplacedNode::children() const {
+  return m_wrapped ? m_wrapped->children() : kEmptySet;
+}
+ConfigNodePtr ConfigReplacedNode::childAt(const OdString& relativePath) const {
+  return m_wrapped ? m_wrapped->childAt(relativePath) : nullptr;
+}
+bool ConfigReplacedNode::addChild(ConfigNodePtr child) { return m_wrapped && m_wrapped->addChild(std::move(child)); }
+bool ConfigReplacedNode::removeChild(ConfigNodePtr child) {
+  return m_wrapped && m_wrapped->removeChild(std::move(child));
+}
+bool ConfigReplacedNode::isDestructiveWrite() const { return true; }
+bool ConfigReplacedNode::isTouched() const { return !m_wrapped || m_wrapped->isTouched(); }
+void ConfigReplacedNode::unTouch() {}
+
+}  // namespace ut
