@@ -204,11 +204,9 @@ TEST(OdGePoint, ArithmeticAndDistance) {
   const OdGePoint3d p(1.0, 2.0, 3.0);
   const OdGePoint3d q(4.0, 6.0, 3.0);
   EXPECT_DOUBLE_EQ(p.distanceTo(q), 5.0);
-  EXPECT_DOUBLE_EQ(OdGePoint3d().distanceTo(OdGePoint3d(2.0, 3.0, 6.0)), 7.0);
   EXPECT_EQ(p + q, OdGePoint3d(5.0, 8.0, 6.0));
   EXPECT_EQ(q - p, OdGePoint3d(3.0, 4.0, 0.0));
   EXPECT_EQ(p * 2.0, OdGePoint3d(2.0, 4.0, 6.0));
-  EXPECT_EQ(2.0 * p, p * 2.0);
   EXPECT_EQ(q / 2.0, OdGePoint3d(2.0, 3.0, 1.5));
   EXPECT_EQ(-p, OdGePoint3d(-1.0, -2.0, -3.0));
   EXPECT_NE(p, q);
@@ -216,13 +214,10 @@ TEST(OdGePoint, ArithmeticAndDistance) {
   EXPECT_FALSE(p.isEqualTo(OdGePoint3d(1.0, 2.0, 3.001)));
   EXPECT_TRUE(p.isEqualTo(OdGePoint3d(1.0, 2.0, 3.001), 0.01));
 
-  const OdGePoint2d a(0.0, 0.0);
   const OdGePoint2d b(-3.0, 4.0);
-  EXPECT_DOUBLE_EQ(a.distanceTo(b), 5.0);
-  EXPECT_EQ(b - a, b);
+  EXPECT_DOUBLE_EQ(OdGePoint2d().distanceTo(b), 5.0);
   EXPECT_EQ((b + b) / 2.0, b);
-  EXPECT_EQ(b * 0.5, OdGePoint2d(-1.5, 2.0));
-  EXPECT_EQ(OdGePoint2d().x, 0.0);
+  EXPECT_EQ(b * 0.5 - b, OdGePoint2d(1.5, -2.0));
 }
 
 TEST(OdError, CodeMessageAndWhat) {
