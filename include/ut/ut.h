@@ -3,3 +3,4 @@
 // Umbrella header: every public family of the library.
 #include <ut/ut_export.h>
 #include <ut/ut_regstore.h>
+#include <ut/ut_registry.h>
