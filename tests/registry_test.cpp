@@ -37,7 +37,7 @@ class LogCapture : public wxLog {
   }
 
  protected:
-  void DoLogTextAtLevel(wxLogLevel, const wxString& msg) override { messages.push_back(msg); }
+  void DoLogRecord(wxLogLevel, const wxString& msg, const wxLogRecordInfo&) override { messages.push_back(msg); }
 
  private:
   wxLog* m_previous;
