@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+#include <ut/ut_regstore.h>
+
 namespace ut::test {
 
 TempDir::TempDir() {
@@ -27,6 +29,14 @@ TempDir::~TempDir() {
   std::error_code ec;
   std::filesystem::remove_all(m_path, ec);
 }
+
+TempStore::TempStore() : m_file(m_dir / "registry.db") {
+  m_previous = RegStore::file();
+  m_previousWasDefault = m_previous == RegStore::defaultFile();
+  m_ok = RegStore::setFile(wxString(m_file.string()));
+}
+
+TempStore::~TempStore() { RegStore::setFile(m_previousWasDefault ? wxString() : m_previous); }
 
 std::string readFileBytes(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
