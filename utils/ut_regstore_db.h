@@ -45,6 +45,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -134,6 +135,10 @@ class Store {
 
   // --- values --------------------------------------------------------------
   EStatus readValue(KeyRef& key, std::wstring_view name, unsigned& type, Bytes* data);
+  // Hands the value's type and bytes to `visit` (while the store is locked)
+  // instead of copying them.
+  using ValueVisitor = std::function<void(unsigned type, const std::uint8_t* data, std::size_t size)>;
+  EStatus visitValue(KeyRef& key, std::wstring_view name, const ValueVisitor& visit);
   // With createKey the key and its parents are created first.
   EStatus writeValue(KeyRef& key, std::wstring_view name, unsigned type, const void* data, std::size_t size,
                      bool createKey);
@@ -197,6 +202,8 @@ class Store {
     bool exists = false;    // the key's row was seen under this header
     std::unordered_map<std::wstring, CachedValue> values;  // by folded name
     std::vector<std::wstring> order;                       // folded names, when complete
+    bool subkeysComplete = false;
+    std::vector<std::wstring> subkeys;  // original names, sorted as listed
   };
   static constexpr std::size_t kWalHeaderBytes = 96;
   // Brings the cache in line with the file; false when there is no cache.
@@ -207,6 +214,11 @@ class Store {
   void noteCached(std::size_t values);
   void mapWalHeader();
   EStatus loadKeyValues(KeyId id, KeyCache& into);
+  // Fills the cache for the children of a key being listed: their values and
+  // their own subkey listings, one query each, since a walk of the tree reads
+  // them next.
+  void prefetchChildren(KeyId parent, const std::wstring& parentFolded,
+                        const std::vector<std::pair<KeyId, std::wstring>>& children);
   const volatile unsigned char* m_walHeader = nullptr;
   unsigned char m_savedHeader[kWalHeaderBytes] = {};
   std::unordered_map<KeyId, KeyCache> m_valueCache;
