@@ -24,7 +24,7 @@ Bytes bytesOf(std::initializer_list<int> list) {
 
 wxMemoryBuffer bufferOf(const Bytes& bytes) {
   wxMemoryBuffer buf;
-  buf.AppendData(bytes.data(), bytes.size());
+  if (!bytes.empty()) buf.AppendData(bytes.data(), bytes.size());
   return buf;
 }
 

@@ -248,7 +248,7 @@ bool RegConfig::DoReadBinary(const wxString& key, wxMemoryBuffer* buf) const {
   Bytes data;
   if (Store::instance().readValue(m_impl->current(), wide(changer.Name()), type, &data) != EStatus::eOk) return false;
   buf->Clear();
-  buf->AppendData(data.data(), data.size());
+  if (!data.empty()) buf->AppendData(data.data(), data.size());
   return true;
 }
 

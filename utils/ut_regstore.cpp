@@ -251,7 +251,7 @@ bool RegKey::queryValue(const wxString& name, wxMemoryBuffer& value) const {
   Bytes data;
   if (!m_impl->read(name, type, data)) return false;
   value.Clear();
-  value.AppendData(data.data(), data.size());
+  if (!data.empty()) value.AppendData(data.data(), data.size());
   return true;
 }
 
