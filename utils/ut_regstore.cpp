@@ -74,7 +74,6 @@ struct RegTransaction::Impl {
 
 RegTransaction::RegTransaction() : m_impl(std::make_unique<Impl>()) {
   m_impl->active = Store::instance().beginTransaction();
-  if (!m_impl->active) m_impl->lock.unlock();
 }
 
 RegTransaction::~RegTransaction() { rollback(); }
@@ -82,15 +81,20 @@ RegTransaction::~RegTransaction() { rollback(); }
 bool RegTransaction::isActive() const { return m_impl->active && !m_impl->finished; }
 
 bool RegTransaction::commit() {
-  if (!isActive()) return false;
+  if (m_impl->finished) return false;
   m_impl->finished = true;
-  const bool ok = Store::instance().commitTransaction();
+  bool ok = false;
+  if (m_impl->active) {
+    ok = Store::instance().commitTransaction();
+  } else {
+    Store::instance().rollbackTransaction();
+  }
   m_impl->lock.unlock();
   return ok;
 }
 
 void RegTransaction::rollback() {
-  if (!isActive()) return;
+  if (m_impl->finished) return;
   m_impl->finished = true;
   Store::instance().rollbackTransaction();
   m_impl->lock.unlock();

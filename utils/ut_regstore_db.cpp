@@ -244,6 +244,7 @@ bool Store::noteFailure(int rc, const wxString& what) {
   // disk): what the caller's transaction wrote is gone, so it must fail.
   if (m_depth > 0 && m_db && sqlite3_get_autocommit(m_db)) {
     m_doomed = true;
+    m_doomReason = L"the transaction was rolled back after an error";
     invalidateIds();
   }
   return false;
@@ -298,6 +299,12 @@ int Store::schemaVersion() {
   return m_db ? m_schemaVersion : 0;
 }
 
+void Store::setBusyTimeout(int ms) {
+  std::lock_guard lock(m_mutex);
+  m_busyTimeoutMs = ms;
+  if (m_db) sqlite3_busy_timeout(m_db, ms);
+}
+
 bool Store::ensureOpen() { return m_db || openConnection(); }
 
 void Store::invalidateIds() {
@@ -318,7 +325,10 @@ void Store::closeConnection() {
   invalidateIds();
   // A transaction scope that is still open lost its changes with the
   // connection: its commit must fail.
-  if (m_depth > 0) m_doomed = true;
+  if (m_depth > 0) {
+    m_doomed = true;
+    m_doomReason = L"the store was closed inside the transaction";
+  }
 }
 
 sqlite3_stmt* Store::prepare(const char* sql) {
@@ -348,8 +358,8 @@ bool Store::exec(const char* sql, bool report) {
 
 bool Store::checkWritable() {
   if (!m_doomed) return true;
-  fail(wxString::Format(L"Registry store \"%s\": the transaction was rolled back; nothing more is written until it ends",
-                        m_openFile));
+  fail(wxString::Format(L"Registry store \"%s\": %s; nothing more is written until it ends", m_openFile,
+                        m_doomReason));
   return false;
 }
 
@@ -385,7 +395,7 @@ bool Store::openConnection() {
   m_openFile = file;
   if (rc != SQLITE_OK) return unusable(wxString::FromUTF8(db ? sqlite3_errmsg(db) : sqlite3_errstr(rc)));
   sqlite3_extended_result_codes(m_db, 1);
-  sqlite3_busy_timeout(m_db, kBusyTimeoutMs);
+  sqlite3_busy_timeout(m_db, m_busyTimeoutMs);
 
   // Only reads until the file has proved to be ours (or empty): a file that
   // is not a store must stay exactly as it is.
@@ -456,12 +466,23 @@ void Store::mapWalHeader() {
   dropCache();
 }
 
+void Store::readWalHeader(unsigned char* out) const {
+  std::atomic_thread_fence(std::memory_order_acquire);
+  for (std::size_t i = 0; i < kWalHeaderBytes; ++i) out[i] = m_walHeader[i];
+  std::atomic_thread_fence(std::memory_order_acquire);
+}
+
+bool Store::headerUnchanged() const {
+  if (!m_walHeader) return false;
+  unsigned char now[kWalHeaderBytes];
+  readWalHeader(now);
+  return std::memcmp(now, m_savedHeader, kWalHeaderBytes) == 0;
+}
+
 bool Store::syncCache() {
   if (!m_walHeader) return false;
   unsigned char now[kWalHeaderBytes];
-  std::atomic_thread_fence(std::memory_order_acquire);
-  for (std::size_t i = 0; i < kWalHeaderBytes; ++i) now[i] = m_walHeader[i];
-  std::atomic_thread_fence(std::memory_order_acquire);
+  readWalHeader(now);
   if (std::memcmp(now, m_savedHeader, kWalHeaderBytes) != 0 || m_cachedValues > kMaxCachedValues ||
       m_valueCache.size() > kMaxCachedValues) {
     dropCache();
@@ -473,6 +494,7 @@ bool Store::syncCache() {
 void Store::dropCache() {
   m_valueCache.clear();
   m_cachedValues = 0;
+  m_missingPaths.clear();
 }
 
 void Store::dropCachedKey(KeyId id) {
@@ -556,13 +578,17 @@ bool Store::initialiseSchema() {
 // --- transactions --------------------------------------------------------------
 
 bool Store::beginTransaction() {
-  if (!ensureOpen()) return false;
-  if (m_depth == 0) {
-    m_doomed = false;
-    if (!exec("BEGIN IMMEDIATE")) return false;
-  }
+  // The scope counts even when it cannot begin: until it ends, this thread's
+  // writes are refused rather than landing one by one outside a transaction.
   ++m_depth;
-  return true;
+  if (m_depth > 1) return !m_doomed;
+  m_doomed = false;
+  if (ensureOpen() && exec("BEGIN IMMEDIATE")) return true;
+  const wxString why = lastError();
+  m_doomed = true;
+  m_doomReason = L"the transaction could not begin";
+  fail(why);
+  return false;
 }
 
 bool Store::commitTransaction() {
@@ -595,6 +621,7 @@ void Store::rollbackTransaction() {
     invalidateIds();
   }
   m_doomed = m_depth > 0;
+  m_doomReason = L"the transaction was rolled back";
 }
 
 // --- keys --------------------------------------------------------------------
@@ -634,6 +661,7 @@ EStatus Store::resolveLocked(KeyRef& key, bool create) {
     key.id = it->second;
     return EStatus::eOk;
   }
+  if (!create && m_missingPaths.count(key.folded) && headerUnchanged()) return EStatus::eNotFound;
   const auto folded = key.foldedComponents();
   std::vector<std::wstring> names;
   std::unique_ptr<WriteScope> scope;
@@ -651,7 +679,11 @@ EStatus Store::resolveLocked(KeyRef& key, bool create) {
     EStatus s = findChild(id, foldedUtf8, child);
     if (s == EStatus::eError) return s;
     if (s == EStatus::eNotFound) {
-      if (!create) return s;
+      if (!create) {
+        // Remembered while no commit reaches the file (see syncCache()).
+        if (headerUnchanged() && m_missingPaths.size() < kMaxCachedPaths) m_missingPaths.insert(key.folded);
+        return s;
+      }
       if (!scope) {
         scope = std::make_unique<WriteScope>(*this);
         if (!scope->ok()) return EStatus::eError;
@@ -674,6 +706,7 @@ EStatus Store::resolveLocked(KeyRef& key, bool create) {
         }
         child = sqlite3_last_insert_rowid(m_db);
         dropCachedKey(id);  // its listing of subkeys has changed
+        m_missingPaths.clear();
       }
     }
     id = child;

@@ -50,6 +50,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 struct sqlite3;
@@ -107,11 +108,15 @@ class Store {
   bool open();
   void close();
   int schemaVersion();
+  // How long a call waits for another process's write lock (kBusyTimeoutMs
+  // unless changed; tests shorten it).
+  void setBusyTimeout(int ms);
   // Raised when key ids cached outside the store may have become meaningless
   // (rollback, close, another file).
   std::uint64_t epoch() const { return m_epoch; }
 
   // --- transactions (the caller holds mutex() from begin to commit/rollback)
+  // Every begin, successful or not, is ended by one commit or rollback.
   bool beginTransaction();
   bool commitTransaction();
   void rollbackTransaction();
@@ -208,6 +213,8 @@ class Store {
   static constexpr std::size_t kWalHeaderBytes = 96;
   // Brings the cache in line with the file; false when there is no cache.
   bool syncCache();
+  bool headerUnchanged() const;
+  void readWalHeader(unsigned char* out) const;
   void dropCache();
   void dropCachedKey(KeyId id);
   KeyCache* cachedKey(KeyId id);
@@ -223,10 +230,13 @@ class Store {
   unsigned char m_savedHeader[kWalHeaderBytes] = {};
   std::unordered_map<KeyId, KeyCache> m_valueCache;
   std::size_t m_cachedValues = 0;
+  std::unordered_set<std::wstring> m_missingPaths;  // folded paths found absent
   std::uint64_t m_epoch = 1;
   int m_depth = 0;
   bool m_doomed = false;
+  wxString m_doomReason;
   int m_schemaVersion = 0;
+  int m_busyTimeoutMs = kBusyTimeoutMs;
 };
 
 // This thread's last store error.

@@ -121,7 +121,10 @@ class UT_EXPORT RegTransaction {
   RegTransaction(const RegTransaction&) = delete;
   RegTransaction& operator=(const RegTransaction&) = delete;
 
-  // False when the transaction could not begin (store unavailable).
+  // False when the transaction could not begin (store unavailable, or another
+  // process held the write lock past the busy timeout of 10 s). Such a scope
+  // refuses this thread's writes until it ends, so that nothing lands outside
+  // the transaction the caller asked for.
   bool isActive() const;
   bool commit();
   void rollback();
