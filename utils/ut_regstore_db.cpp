@@ -14,6 +14,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -157,7 +158,7 @@ class Statement {
   int step() {
     for (int attempt = 0;; ++attempt) {
       const int rc = sqlite3_step(m_stmt);
-      if ((rc & 0xFF) == SQLITE_BUSY && attempt < 2 && sqlite3_get_autocommit(m_store.m_db)) {
+      if ((rc & 0xFF) == SQLITE_BUSY && attempt < 1 && sqlite3_get_autocommit(m_store.m_db)) {
         sqlite3_reset(m_stmt);
         continue;
       }
@@ -386,7 +387,14 @@ bool Store::openConnection() {
     if (!makeFolders(native.substr(0, slash), error)) return unusable(wxString::FromUTF8(error.c_str()));
   }
   struct stat st {};
-  if (::stat(native.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) return unusable(L"it is not a regular file");
+  if (::stat(native.c_str(), &st) == 0) {
+    if (!S_ISREG(st.st_mode)) return unusable(L"it is not a regular file");
+  } else if (errno == ENOENT) {
+    // A new store is private to the user; SQLite gives its WAL and shared
+    // memory files the same permissions.
+    const int fd = ::open(native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd >= 0) ::close(fd);
+  }
 
   sqlite3* db = nullptr;
   const int rc = sqlite3_open_v2(native.c_str(), &db,
