@@ -251,4 +251,122 @@ void BM_FileConfig_Enumerate(benchmark::State& state) {
 }
 BENCHMARK(BM_FileConfig_Enumerate)->Unit(benchmark::kMillisecond);
 
+// --- the configuration store's load and flush ---------------------------------------
+
+// 2,000 keys (40 groups of 49 subgroups, plus the groups themselves) with 10
+// values each: 20,000 values, half numbers, half strings.
+constexpr int kTopGroups = 40;
+constexpr int kSubGroups = 49;
+constexpr int kValuesPerKey = 10;
+
+void fillTree(wxConfigBase& config) {
+  for (int g = 0; g < kTopGroups; ++g) {
+    for (int sub = -1; sub < kSubGroups; ++sub) {
+      config.SetPath(sub < 0 ? wxString::Format("/Tree/Group%02d", g)
+                             : wxString::Format("/Tree/Group%02d/Sub%02d", g, sub));
+      for (int v = 0; v < kValuesPerKey; ++v) {
+        if (v % 2) {
+          config.Write(wxString::Format("Number%d", v), static_cast<long>(g * 1000 + sub * 10 + v));
+        } else {
+          config.Write(wxString::Format("Text%d", v), wxString::Format("value %d/%d/%d", g, sub, v));
+        }
+      }
+    }
+  }
+  config.SetPath("/");
+  config.Flush();
+}
+
+// The configuration store's load: walk the groups recursively and read each
+// entry as a number or a string by its type.
+std::size_t loadTree(wxConfigBase& config) {
+  std::size_t read = 0;
+  wxString name;
+  long index = 0;
+  std::vector<wxString> names;
+  for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index)) {
+    long n = 0;
+    wxString s;
+    read += config.GetEntryType(name) == wxConfigBase::Type_Integer ? config.Read(name, &n) : config.Read(name, &s);
+  }
+  for (bool more = config.GetFirstGroup(name, index); more; more = config.GetNextGroup(name, index)) {
+    names.push_back(name);
+  }
+  for (const auto& group : names) {
+    wxConfigPathChanger changer(&config, group + "/");
+    read += loadTree(config);
+  }
+  return read;
+}
+
+void BM_RegConfig_LoadTreeCold(benchmark::State& state) {
+  ScratchStore store;
+  {
+    ut::RegConfig config("Software\\Bench");
+    ut::RegTransaction tx;
+    fillTree(config);
+    tx.commit();
+  }
+  std::size_t read = 0;
+  for (auto _ : state) {
+    // A process starting up: nothing cached, the store not yet open.
+    state.PauseTiming();
+    ut::RegStore::close();
+    state.ResumeTiming();
+    ut::RegConfig config("Software\\Bench");
+    read += loadTree(config);
+  }
+  if (read != static_cast<std::size_t>(state.iterations()) * kTopGroups * (kSubGroups + 1) * kValuesPerKey) {
+    state.SkipWithError("values missing");
+  }
+  state.SetItemsProcessed(state.iterations() * kTopGroups * (kSubGroups + 1) * kValuesPerKey);
+}
+BENCHMARK(BM_RegConfig_LoadTreeCold)->Unit(benchmark::kMillisecond);
+
+void BM_FileConfig_LoadTree(benchmark::State& state) {
+  ScratchDir dir;
+  const wxString file = dir.file("tree.ini");
+  fillTree(*makeFileConfig(file));
+  std::size_t read = 0;
+  for (auto _ : state) {
+    auto config = makeFileConfig(file);
+    read += loadTree(*config);
+  }
+  if (read != static_cast<std::size_t>(state.iterations()) * kTopGroups * (kSubGroups + 1) * kValuesPerKey) {
+    state.SkipWithError("values missing");
+  }
+  state.SetItemsProcessed(state.iterations() * kTopGroups * (kSubGroups + 1) * kValuesPerKey);
+}
+BENCHMARK(BM_FileConfig_LoadTree)->Unit(benchmark::kMillisecond);
+
+// The configuration store's flush: 2,000 changed values spread over the tree,
+// written in one transaction.
+void BM_RegConfig_Flush2000InTransaction(benchmark::State& state) {
+  ScratchStore store;
+  ut::RegConfig config("Software\\Bench");
+  {
+    ut::RegTransaction tx;
+    fillTree(config);
+    tx.commit();
+  }
+  long round = 0;
+  for (auto _ : state) {
+    ++round;
+    ut::RegTransaction tx;
+    for (int i = 0; i < 2000; ++i) {
+      const int g = i % kTopGroups;
+      const int sub = (i / kTopGroups) % kSubGroups;
+      wxConfigPathChanger changer(&config, wxString::Format("/Tree/Group%02d/Sub%02d/x", g, sub));
+      if (i % 2) {
+        config.Write(wxString::Format("Number%d", i % kValuesPerKey), round + i);
+      } else {
+        config.Write(wxString::Format("Text%d", i % kValuesPerKey), wxString::Format("changed %ld", round));
+      }
+    }
+    if (!tx.commit()) state.SkipWithError("commit failed");
+  }
+  state.SetItemsProcessed(state.iterations() * 2000);
+}
+BENCHMARK(BM_RegConfig_Flush2000InTransaction)->Unit(benchmark::kMillisecond);
+
 }  // namespace

@@ -24,7 +24,7 @@ Bytes bytesOf(std::initializer_list<int> list) {
 
 wxMemoryBuffer bufferOf(const Bytes& bytes) {
   wxMemoryBuffer buf;
-  buf.AppendData(bytes.data(), bytes.size());
+  if (!bytes.empty()) buf.AppendData(bytes.data(), bytes.size());
   return buf;
 }
 
@@ -131,6 +131,15 @@ TEST(RegStoreFile, CreatesMissingFoldersPrivately) {
   EXPECT_TRUE(std::filesystem::exists(file));
   const auto perms = std::filesystem::status(dir.path() / "a" / "b").permissions();
   EXPECT_EQ(perms & std::filesystem::perms::all, std::filesystem::perms::owner_all);
+  // The store and its companion files are the user's alone.
+  RegKey key(eCurrentUser, "Software");
+  ASSERT_TRUE(key.create());
+  for (const char* name : {"registry.db", "registry.db-wal", "registry.db-shm"}) {
+    const auto filePerms = std::filesystem::status(dir.path() / "a" / "b" / name).permissions();
+    EXPECT_EQ(filePerms & std::filesystem::perms::all,
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write)
+        << name;
+  }
   RegStore::setFile(before);
 }
 

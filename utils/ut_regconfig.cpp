@@ -23,20 +23,20 @@ constexpr std::size_t kMaxRemembered = 1024;
 
 std::wstring wide(const wxString& s) { return s.ToStdWstring(); }
 
-std::optional<std::int64_t> numberOf(unsigned type, const Bytes& data) {
+std::optional<std::int64_t> numberOf(unsigned type, const std::uint8_t* data, std::size_t size) {
   switch (type) {
     case eRegDword:
-      if (const auto v = regstore::decodeDword(data.data(), data.size())) {
+      if (const auto v = regstore::decodeDword(data, size)) {
         // 32 bits, signed as a long is on Windows: -1 written reads back -1.
         return static_cast<std::int32_t>(*v);
       }
       return std::nullopt;
     case eRegQword:
-      if (const auto v = regstore::decodeQword(data.data(), data.size())) return static_cast<std::int64_t>(*v);
+      if (const auto v = regstore::decodeQword(data, size)) return static_cast<std::int64_t>(*v);
       return std::nullopt;
     case eRegSz:
     case eRegExpandSz:
-      return regstore::parseDecimal(regstore::decodeRegString(data.data(), data.size()));
+      return regstore::parseDecimal(regstore::decodeRegString(data, size));
     default:
       return std::nullopt;
   }
@@ -208,20 +208,20 @@ wxConfigBase::EntryType RegConfig::GetEntryType(const wxString& name) const {
 
 bool RegConfig::DoReadString(const wxString& key, wxString* value) const {
   wxConfigPathChanger changer(this, key);
-  unsigned type = 0;
-  Bytes data;
-  if (Store::instance().readValue(m_impl->current(), wide(changer.Name()), type, &data) != EStatus::eOk) return false;
-  if (type == eRegSz || type == eRegExpandSz) {
-    *value = regstore::decodeRegString(data.data(), data.size());
-    return true;
-  }
-  if (type == eRegDword || type == eRegQword) {
-    const auto n = numberOf(type, data);
-    if (!n) return false;
-    *value = wxString::Format(L"%lld", static_cast<long long>(*n));
-    return true;
-  }
-  return false;
+  bool ok = false;
+  Store::instance().visitValue(m_impl->current(), wide(changer.Name()),
+                               [&](unsigned type, const std::uint8_t* data, std::size_t size) {
+                                 if (type == eRegSz || type == eRegExpandSz) {
+                                   *value = regstore::decodeRegString(data, size);
+                                   ok = true;
+                                 } else if (type == eRegDword || type == eRegQword) {
+                                   if (const auto n = numberOf(type, data, size)) {
+                                     *value = wxString::Format(L"%lld", static_cast<long long>(*n));
+                                     ok = true;
+                                   }
+                                 }
+                               });
+  return ok;
 }
 
 bool RegConfig::DoReadLong(const wxString& key, long* value) const {
@@ -233,10 +233,10 @@ bool RegConfig::DoReadLong(const wxString& key, long* value) const {
 
 bool RegConfig::DoReadLongLong(const wxString& key, wxLongLong_t* value) const {
   wxConfigPathChanger changer(this, key);
-  unsigned type = 0;
-  Bytes data;
-  if (Store::instance().readValue(m_impl->current(), wide(changer.Name()), type, &data) != EStatus::eOk) return false;
-  const auto n = numberOf(type, data);
+  std::optional<std::int64_t> n;
+  Store::instance().visitValue(
+      m_impl->current(), wide(changer.Name()),
+      [&](unsigned type, const std::uint8_t* data, std::size_t size) { n = numberOf(type, data, size); });
   if (!n) return false;
   *value = static_cast<wxLongLong_t>(*n);
   return true;
@@ -248,7 +248,7 @@ bool RegConfig::DoReadBinary(const wxString& key, wxMemoryBuffer* buf) const {
   Bytes data;
   if (Store::instance().readValue(m_impl->current(), wide(changer.Name()), type, &data) != EStatus::eOk) return false;
   buf->Clear();
-  buf->AppendData(data.data(), data.size());
+  if (!data.empty()) buf->AppendData(data.data(), data.size());
   return true;
 }
 

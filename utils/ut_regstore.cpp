@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <mutex>
+#include <optional>
 
 namespace ut {
 
@@ -73,7 +74,6 @@ struct RegTransaction::Impl {
 
 RegTransaction::RegTransaction() : m_impl(std::make_unique<Impl>()) {
   m_impl->active = Store::instance().beginTransaction();
-  if (!m_impl->active) m_impl->lock.unlock();
 }
 
 RegTransaction::~RegTransaction() { rollback(); }
@@ -81,15 +81,20 @@ RegTransaction::~RegTransaction() { rollback(); }
 bool RegTransaction::isActive() const { return m_impl->active && !m_impl->finished; }
 
 bool RegTransaction::commit() {
-  if (!isActive()) return false;
+  if (m_impl->finished) return false;
   m_impl->finished = true;
-  const bool ok = Store::instance().commitTransaction();
+  bool ok = false;
+  if (m_impl->active) {
+    ok = Store::instance().commitTransaction();
+  } else {
+    Store::instance().rollbackTransaction();
+  }
   m_impl->lock.unlock();
   return ok;
 }
 
 void RegTransaction::rollback() {
-  if (!isActive()) return;
+  if (m_impl->finished) return;
   m_impl->finished = true;
   Store::instance().rollbackTransaction();
   m_impl->lock.unlock();
@@ -203,11 +208,15 @@ ERegType RegKey::valueType(const wxString& name) const {
 }
 
 bool RegKey::queryValue(const wxString& name, wxString& value) const {
-  unsigned type = 0;
-  Bytes data;
-  if (!m_impl->read(name, type, data) || (type != eRegSz && type != eRegExpandSz)) return false;
-  value = regstore::decodeRegString(data.data(), data.size());
-  return true;
+  bool ok = false;
+  if (!m_impl->readable()) return false;
+  Store::instance().visitValue(m_impl->ref, wide(name), [&](unsigned type, const std::uint8_t* data, std::size_t size) {
+    if (type == eRegSz || type == eRegExpandSz) {
+      value = regstore::decodeRegString(data, size);
+      ok = true;
+    }
+  });
+  return ok;
 }
 
 bool RegKey::queryValue(const wxString& name, long& value) const {
@@ -218,32 +227,27 @@ bool RegKey::queryValue(const wxString& name, long& value) const {
 }
 
 bool RegKey::queryValue64(const wxString& name, std::int64_t& value) const {
-  unsigned type = 0;
-  Bytes data;
-  if (!m_impl->read(name, type, data)) return false;
-  switch (type) {
-    case eRegDword:
-      if (const auto v = regstore::decodeDword(data.data(), data.size())) {
-        value = dwordToLong(*v);
-        return true;
-      }
-      return false;
-    case eRegQword:
-      if (const auto v = regstore::decodeQword(data.data(), data.size())) {
-        value = static_cast<std::int64_t>(*v);
-        return true;
-      }
-      return false;
-    case eRegSz:
-    case eRegExpandSz:
-      if (const auto v = regstore::parseDecimal(regstore::decodeRegString(data.data(), data.size()))) {
-        value = *v;
-        return true;
-      }
-      return false;
-    default:
-      return false;
-  }
+  std::optional<std::int64_t> number;
+  if (!m_impl->readable()) return false;
+  Store::instance().visitValue(m_impl->ref, wide(name), [&](unsigned type, const std::uint8_t* data, std::size_t size) {
+    switch (type) {
+      case eRegDword:
+        if (const auto v = regstore::decodeDword(data, size)) number = dwordToLong(*v);
+        break;
+      case eRegQword:
+        if (const auto v = regstore::decodeQword(data, size)) number = static_cast<std::int64_t>(*v);
+        break;
+      case eRegSz:
+      case eRegExpandSz:
+        number = regstore::parseDecimal(regstore::decodeRegString(data, size));
+        break;
+      default:
+        break;
+    }
+  });
+  if (!number) return false;
+  value = *number;
+  return true;
 }
 
 bool RegKey::queryValue(const wxString& name, wxMemoryBuffer& value) const {
@@ -251,7 +255,7 @@ bool RegKey::queryValue(const wxString& name, wxMemoryBuffer& value) const {
   Bytes data;
   if (!m_impl->read(name, type, data)) return false;
   value.Clear();
-  value.AppendData(data.data(), data.size());
+  if (!data.empty()) value.AppendData(data.data(), data.size());
   return true;
 }
 

@@ -12,7 +12,9 @@
 #include <atomic>
 #include <cstring>
 #include <unordered_map>
+#include <unordered_set>
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -156,7 +158,7 @@ class Statement {
   int step() {
     for (int attempt = 0;; ++attempt) {
       const int rc = sqlite3_step(m_stmt);
-      if ((rc & 0xFF) == SQLITE_BUSY && attempt < 2 && sqlite3_get_autocommit(m_store.m_db)) {
+      if ((rc & 0xFF) == SQLITE_BUSY && attempt < 1 && sqlite3_get_autocommit(m_store.m_db)) {
         sqlite3_reset(m_stmt);
         continue;
       }
@@ -243,6 +245,7 @@ bool Store::noteFailure(int rc, const wxString& what) {
   // disk): what the caller's transaction wrote is gone, so it must fail.
   if (m_depth > 0 && m_db && sqlite3_get_autocommit(m_db)) {
     m_doomed = true;
+    m_doomReason = L"the transaction was rolled back after an error";
     invalidateIds();
   }
   return false;
@@ -297,6 +300,12 @@ int Store::schemaVersion() {
   return m_db ? m_schemaVersion : 0;
 }
 
+void Store::setBusyTimeout(int ms) {
+  std::lock_guard lock(m_mutex);
+  m_busyTimeoutMs = ms;
+  if (m_db) sqlite3_busy_timeout(m_db, ms);
+}
+
 bool Store::ensureOpen() { return m_db || openConnection(); }
 
 void Store::invalidateIds() {
@@ -317,7 +326,10 @@ void Store::closeConnection() {
   invalidateIds();
   // A transaction scope that is still open lost its changes with the
   // connection: its commit must fail.
-  if (m_depth > 0) m_doomed = true;
+  if (m_depth > 0) {
+    m_doomed = true;
+    m_doomReason = L"the store was closed inside the transaction";
+  }
 }
 
 sqlite3_stmt* Store::prepare(const char* sql) {
@@ -347,8 +359,8 @@ bool Store::exec(const char* sql, bool report) {
 
 bool Store::checkWritable() {
   if (!m_doomed) return true;
-  fail(wxString::Format(L"Registry store \"%s\": the transaction was rolled back; nothing more is written until it ends",
-                        m_openFile));
+  fail(wxString::Format(L"Registry store \"%s\": %s; nothing more is written until it ends", m_openFile,
+                        m_doomReason));
   return false;
 }
 
@@ -375,7 +387,14 @@ bool Store::openConnection() {
     if (!makeFolders(native.substr(0, slash), error)) return unusable(wxString::FromUTF8(error.c_str()));
   }
   struct stat st {};
-  if (::stat(native.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) return unusable(L"it is not a regular file");
+  if (::stat(native.c_str(), &st) == 0) {
+    if (!S_ISREG(st.st_mode)) return unusable(L"it is not a regular file");
+  } else if (errno == ENOENT) {
+    // A new store is private to the user; SQLite gives its WAL and shared
+    // memory files the same permissions.
+    const int fd = ::open(native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd >= 0) ::close(fd);
+  }
 
   sqlite3* db = nullptr;
   const int rc = sqlite3_open_v2(native.c_str(), &db,
@@ -384,7 +403,7 @@ bool Store::openConnection() {
   m_openFile = file;
   if (rc != SQLITE_OK) return unusable(wxString::FromUTF8(db ? sqlite3_errmsg(db) : sqlite3_errstr(rc)));
   sqlite3_extended_result_codes(m_db, 1);
-  sqlite3_busy_timeout(m_db, kBusyTimeoutMs);
+  sqlite3_busy_timeout(m_db, m_busyTimeoutMs);
 
   // Only reads until the file has proved to be ours (or empty): a file that
   // is not a store must stay exactly as it is.
@@ -455,13 +474,25 @@ void Store::mapWalHeader() {
   dropCache();
 }
 
+void Store::readWalHeader(unsigned char* out) const {
+  std::atomic_thread_fence(std::memory_order_acquire);
+  for (std::size_t i = 0; i < kWalHeaderBytes; ++i) out[i] = m_walHeader[i];
+  std::atomic_thread_fence(std::memory_order_acquire);
+}
+
+bool Store::headerUnchanged() const {
+  if (!m_walHeader) return false;
+  unsigned char now[kWalHeaderBytes];
+  readWalHeader(now);
+  return std::memcmp(now, m_savedHeader, kWalHeaderBytes) == 0;
+}
+
 bool Store::syncCache() {
   if (!m_walHeader) return false;
   unsigned char now[kWalHeaderBytes];
-  std::atomic_thread_fence(std::memory_order_acquire);
-  for (std::size_t i = 0; i < kWalHeaderBytes; ++i) now[i] = m_walHeader[i];
-  std::atomic_thread_fence(std::memory_order_acquire);
-  if (std::memcmp(now, m_savedHeader, kWalHeaderBytes) != 0) {
+  readWalHeader(now);
+  if (std::memcmp(now, m_savedHeader, kWalHeaderBytes) != 0 || m_cachedValues > kMaxCachedValues ||
+      m_valueCache.size() > kMaxCachedValues) {
     dropCache();
     std::memcpy(m_savedHeader, now, kWalHeaderBytes);
   }
@@ -471,6 +502,7 @@ bool Store::syncCache() {
 void Store::dropCache() {
   m_valueCache.clear();
   m_cachedValues = 0;
+  m_missingPaths.clear();
 }
 
 void Store::dropCachedKey(KeyId id) {
@@ -481,9 +513,9 @@ void Store::dropCachedKey(KeyId id) {
 }
 
 Store::KeyCache* Store::cachedKey(KeyId id) {
-  if (!m_walHeader) return nullptr;
-  if (m_cachedValues > kMaxCachedValues) dropCache();
-  return &m_valueCache[id];
+  // Entries stay where they are while an operation runs (the map only grows
+  // then; syncCache() trims it between operations).
+  return m_walHeader ? &m_valueCache[id] : nullptr;
 }
 
 void Store::noteCached(std::size_t values) { m_cachedValues += values; }
@@ -554,13 +586,17 @@ bool Store::initialiseSchema() {
 // --- transactions --------------------------------------------------------------
 
 bool Store::beginTransaction() {
-  if (!ensureOpen()) return false;
-  if (m_depth == 0) {
-    m_doomed = false;
-    if (!exec("BEGIN IMMEDIATE")) return false;
-  }
+  // The scope counts even when it cannot begin: until it ends, this thread's
+  // writes are refused rather than landing one by one outside a transaction.
   ++m_depth;
-  return true;
+  if (m_depth > 1) return !m_doomed;
+  m_doomed = false;
+  if (ensureOpen() && exec("BEGIN IMMEDIATE")) return true;
+  const wxString why = lastError();
+  m_doomed = true;
+  m_doomReason = L"the transaction could not begin";
+  fail(why);
+  return false;
 }
 
 bool Store::commitTransaction() {
@@ -593,6 +629,7 @@ void Store::rollbackTransaction() {
     invalidateIds();
   }
   m_doomed = m_depth > 0;
+  m_doomReason = L"the transaction was rolled back";
 }
 
 // --- keys --------------------------------------------------------------------
@@ -632,6 +669,7 @@ EStatus Store::resolveLocked(KeyRef& key, bool create) {
     key.id = it->second;
     return EStatus::eOk;
   }
+  if (!create && m_missingPaths.count(key.folded) && headerUnchanged()) return EStatus::eNotFound;
   const auto folded = key.foldedComponents();
   std::vector<std::wstring> names;
   std::unique_ptr<WriteScope> scope;
@@ -649,7 +687,11 @@ EStatus Store::resolveLocked(KeyRef& key, bool create) {
     EStatus s = findChild(id, foldedUtf8, child);
     if (s == EStatus::eError) return s;
     if (s == EStatus::eNotFound) {
-      if (!create) return s;
+      if (!create) {
+        // Remembered while no commit reaches the file (see syncCache()).
+        if (headerUnchanged() && m_missingPaths.size() < kMaxCachedPaths) m_missingPaths.insert(key.folded);
+        return s;
+      }
       if (!scope) {
         scope = std::make_unique<WriteScope>(*this);
         if (!scope->ok()) return EStatus::eError;
@@ -671,6 +713,8 @@ EStatus Store::resolveLocked(KeyRef& key, bool create) {
           return EStatus::eError;
         }
         child = sqlite3_last_insert_rowid(m_db);
+        dropCachedKey(id);  // its listing of subkeys has changed
+        m_missingPaths.clear();
       }
     }
     id = child;
@@ -728,18 +772,112 @@ EStatus Store::hasSubKey(KeyRef& key, std::wstring_view subpath) {
 
 EStatus Store::listSubKeys(KeyRef& key, std::vector<std::wstring>& names) {
   std::lock_guard lock(m_mutex);
+  names.clear();
+  if (!ensureOpen()) return EStatus::eError;
+  syncCache();
   const EStatus s = withKey(key, false, [&](KeyId id) {
     names.clear();
-    Statement q(*this, "SELECT name FROM keys WHERE parent = ?1 ORDER BY folded");
-    if (!q) return EStatus::eError;
-    q.bind(1, id);
-    int rc;
-    while ((rc = q.step()) == SQLITE_ROW) names.push_back(q.name(0));
-    if (rc != SQLITE_DONE) return sqlError(rc, L"listing subkeys");
+    KeyCache* cache = cachedKey(id);
+    if (cache && cache->subkeysComplete) {
+      names = cache->subkeys;
+      return names.empty() ? EStatus::eNotFound : EStatus::eOk;
+    }
+    std::vector<std::pair<KeyId, std::wstring>> children;
+    {
+      Statement q(*this, "SELECT name, id, folded FROM keys WHERE parent = ?1 ORDER BY folded");
+      if (!q) return EStatus::eError;
+      q.bind(1, id);
+      int rc;
+      while ((rc = q.step()) == SQLITE_ROW) {
+        names.push_back(q.name(0));
+        children.emplace_back(q.integer(1), q.name(2));
+      }
+      if (rc != SQLITE_DONE) return sqlError(rc, L"listing subkeys");
+    }
+    if (cache) {
+      cache->subkeys = names;
+      cache->subkeysComplete = true;
+      if (!names.empty()) cache->exists = true;
+      // The children's ids, for the paths that lead to them next.
+      if (m_pathCache.size() + children.size() >= kMaxCachedPaths) m_pathCache.clear();
+      for (const auto& [childId, folded] : children) m_pathCache.emplace(key.folded + L'\\' + folded, childId);
+      if (!children.empty()) prefetchChildren(id, key.folded, children);
+    }
     return names.empty() ? EStatus::eNotFound : EStatus::eOk;
   });
   if (s == EStatus::eNotFound && key.id != 0) return EStatus::eOk;
   return s;
+}
+
+void Store::prefetchChildren(KeyId parent, const std::wstring& parentFolded,
+                             const std::vector<std::pair<KeyId, std::wstring>>& children) {
+  std::unordered_map<KeyId, std::wstring> childPaths;  // id -> folded path
+  std::unordered_set<KeyId> filling;                   // children whose values come now
+  for (const auto& [childId, folded] : children) {
+    childPaths.emplace(childId, parentFolded + L'\\' + folded);
+    KeyCache& cache = *cachedKey(childId);
+    cache.exists = true;
+    if (!cache.complete) {
+      cache.values.clear();
+      cache.order.clear();
+      filling.insert(childId);
+    }
+  }
+  {
+    Statement q(*this,
+                "SELECT v.key, v.folded, v.name, v.type, v.data FROM vals v JOIN keys k ON v.key = k.id "
+                "WHERE k.parent = ?1 ORDER BY v.key, v.id");
+    if (!q) return;
+    q.bind(1, parent);
+    int rc;
+    std::size_t added = 0;
+    while ((rc = q.step()) == SQLITE_ROW) {
+      const KeyId child = q.integer(0);
+      if (!filling.count(child)) continue;
+      KeyCache& cache = m_valueCache[child];
+      std::wstring folded = q.name(1);
+      CachedValue value;
+      value.name = q.name(2);
+      value.type = static_cast<unsigned>(q.integer(3));
+      value.data = q.blob(4);
+      value.present = true;
+      cache.order.push_back(folded);
+      cache.values.emplace(std::move(folded), std::move(value));
+      ++added;
+    }
+    noteCached(added);
+    if (rc != SQLITE_DONE) {
+      // Half a prefetch is no snapshot: forget what it brought.
+      for (const KeyId child : filling) dropCachedKey(child);
+      return;
+    }
+  }
+  for (const KeyId child : filling) m_valueCache[child].complete = true;
+  {
+    Statement q(*this,
+                "SELECT k.parent, k.name, k.id, k.folded FROM keys k JOIN keys p ON k.parent = p.id "
+                "WHERE p.parent = ?1 ORDER BY k.parent, k.folded");
+    if (!q) return;
+    q.bind(1, parent);
+    std::unordered_map<KeyId, std::vector<std::wstring>> lists;
+    std::vector<std::pair<std::wstring, KeyId>> paths;
+    int rc;
+    while ((rc = q.step()) == SQLITE_ROW) {
+      const KeyId child = q.integer(0);
+      lists[child].push_back(q.name(1));
+      if (const auto it = childPaths.find(child); it != childPaths.end()) {
+        paths.emplace_back(it->second + L'\\' + q.name(3), q.integer(2));
+      }
+    }
+    if (rc != SQLITE_DONE) return;
+    for (const auto& entry : childPaths) {
+      KeyCache& cache = m_valueCache[entry.first];
+      cache.subkeys = std::move(lists[entry.first]);
+      cache.subkeysComplete = true;
+    }
+    if (m_pathCache.size() + paths.size() >= kMaxCachedPaths) m_pathCache.clear();
+    for (auto& [path, id] : paths) m_pathCache.emplace(std::move(path), id);
+  }
 }
 
 EStatus Store::countSubKeys(KeyRef& key, bool recursive, std::size_t& count) {
@@ -908,10 +1046,15 @@ EStatus Store::renameKey(KeyRef& parent, std::wstring_view oldName, std::wstring
 // --- values ------------------------------------------------------------------
 
 EStatus Store::readValue(KeyRef& key, std::wstring_view name, unsigned& type, Bytes* data) {
+  return visitValue(key, name, [&](unsigned t, const std::uint8_t* bytes, std::size_t size) {
+    type = t;
+    if (data) data->assign(bytes, bytes + size);
+  });
+}
+
+EStatus Store::visitValue(KeyRef& key, std::wstring_view name, const ValueVisitor& visit) {
   std::lock_guard lock(m_mutex);
   std::wstring foldedName = platform::foldCase(name);
-  const auto folded = nameToUtf8(foldedName);
-  if (!folded) return EStatus::eNotFound;
   if (!ensureOpen()) return EStatus::eError;
   syncCache();
   return withKey(key, false, [&](KeyId id) {
@@ -919,12 +1062,13 @@ EStatus Store::readValue(KeyRef& key, std::wstring_view name, unsigned& type, By
     if (cache) {
       if (const auto it = cache->values.find(foldedName); it != cache->values.end()) {
         if (!it->second.present) return EStatus::eNotFound;
-        type = it->second.type;
-        if (data) *data = it->second.data;
+        visit(it->second.type, it->second.data.data(), it->second.data.size());
         return EStatus::eOk;
       }
       if (cache->complete) return EStatus::eNotFound;
     }
+    const auto folded = nameToUtf8(foldedName);
+    if (!folded) return EStatus::eNotFound;
     Statement q(*this, "SELECT type, data, name FROM vals WHERE key = ?1 AND folded = ?2");
     if (!q) return EStatus::eError;
     q.bind(1, id);
@@ -937,8 +1081,7 @@ EStatus Store::readValue(KeyRef& key, std::wstring_view name, unsigned& type, By
       found.type = static_cast<unsigned>(q.integer(0));
       found.data = q.blob(1);
       found.name = q.name(2);
-      type = found.type;
-      if (data) *data = found.data;
+      visit(found.type, found.data.data(), found.data.size());
     }
     if (cache) {
       if (found.present) cache->exists = true;

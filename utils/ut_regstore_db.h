@@ -45,10 +45,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 struct sqlite3;
@@ -106,11 +108,15 @@ class Store {
   bool open();
   void close();
   int schemaVersion();
+  // How long a call waits for another process's write lock (kBusyTimeoutMs
+  // unless changed; tests shorten it).
+  void setBusyTimeout(int ms);
   // Raised when key ids cached outside the store may have become meaningless
   // (rollback, close, another file).
   std::uint64_t epoch() const { return m_epoch; }
 
   // --- transactions (the caller holds mutex() from begin to commit/rollback)
+  // Every begin, successful or not, is ended by one commit or rollback.
   bool beginTransaction();
   bool commitTransaction();
   void rollbackTransaction();
@@ -134,6 +140,10 @@ class Store {
 
   // --- values --------------------------------------------------------------
   EStatus readValue(KeyRef& key, std::wstring_view name, unsigned& type, Bytes* data);
+  // Hands the value's type and bytes to `visit` (while the store is locked)
+  // instead of copying them.
+  using ValueVisitor = std::function<void(unsigned type, const std::uint8_t* data, std::size_t size)>;
+  EStatus visitValue(KeyRef& key, std::wstring_view name, const ValueVisitor& visit);
   // With createKey the key and its parents are created first.
   EStatus writeValue(KeyRef& key, std::wstring_view name, unsigned type, const void* data, std::size_t size,
                      bool createKey);
@@ -197,24 +207,36 @@ class Store {
     bool exists = false;    // the key's row was seen under this header
     std::unordered_map<std::wstring, CachedValue> values;  // by folded name
     std::vector<std::wstring> order;                       // folded names, when complete
+    bool subkeysComplete = false;
+    std::vector<std::wstring> subkeys;  // original names, sorted as listed
   };
   static constexpr std::size_t kWalHeaderBytes = 96;
   // Brings the cache in line with the file; false when there is no cache.
   bool syncCache();
+  bool headerUnchanged() const;
+  void readWalHeader(unsigned char* out) const;
   void dropCache();
   void dropCachedKey(KeyId id);
   KeyCache* cachedKey(KeyId id);
   void noteCached(std::size_t values);
   void mapWalHeader();
   EStatus loadKeyValues(KeyId id, KeyCache& into);
+  // Fills the cache for the children of a key being listed: their values and
+  // their own subkey listings, one query each, since a walk of the tree reads
+  // them next.
+  void prefetchChildren(KeyId parent, const std::wstring& parentFolded,
+                        const std::vector<std::pair<KeyId, std::wstring>>& children);
   const volatile unsigned char* m_walHeader = nullptr;
   unsigned char m_savedHeader[kWalHeaderBytes] = {};
   std::unordered_map<KeyId, KeyCache> m_valueCache;
   std::size_t m_cachedValues = 0;
+  std::unordered_set<std::wstring> m_missingPaths;  // folded paths found absent
   std::uint64_t m_epoch = 1;
   int m_depth = 0;
   bool m_doomed = false;
+  wxString m_doomReason;
   int m_schemaVersion = 0;
+  int m_busyTimeoutMs = kBusyTimeoutMs;
 };
 
 // This thread's last store error.

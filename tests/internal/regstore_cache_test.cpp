@@ -78,6 +78,31 @@ TEST(RegStoreCache, OtherConnectionsWritesAreSeen) {
   EXPECT_EQ(readLong(key, "a"), 9);
 }
 
+TEST(RegStoreCache, KeysCreatedElsewhereAreFound) {
+  test::TempStore store;
+  RegKey parent(eCurrentUser, "Software\\TVCAD");
+  ASSERT_TRUE(parent.create());
+  RegConfig config;
+  // Missing twice, so that the absence is remembered.
+  EXPECT_EQ(config.ReadLong("Later/v", -1), -1);
+  EXPECT_EQ(config.ReadLong("Later/v", -1), -1);
+  EXPECT_FALSE(RegKey(eCurrentUser, "Software\\TVCAD\\Later").exists());
+  OtherConnection other(store.file());
+  other.exec("INSERT INTO keys(parent, folded, name) SELECT id, 'later', 'Later' FROM keys WHERE folded = 'tvcad'");
+  other.exec("INSERT INTO vals(key, folded, name, type, data) SELECT id, 'v', 'v', 4, x'2A000000' FROM keys "
+             "WHERE folded = 'later'");
+  EXPECT_TRUE(RegKey(eCurrentUser, "Software\\TVCAD\\Later").exists());
+  EXPECT_EQ(config.ReadLong("Later/v", -1), 42);
+  EXPECT_TRUE(config.HasGroup("later"));
+
+  // And keys created here after a miss, too.
+  EXPECT_FALSE(config.HasEntry("Mine/x"));
+  RegKey mine(eCurrentUser, "Software\\TVCAD\\Mine");
+  ASSERT_TRUE(mine.create());
+  ASSERT_TRUE(mine.setValue("x", 1L));
+  EXPECT_TRUE(config.HasEntry("Mine/x"));
+}
+
 TEST(RegStoreCache, OwnWritesAndRollbacks) {
   test::TempStore store;
   RegKey key(eCurrentUser, "Software\\TVCAD\\Cache");

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "test_support.h"
+#include "ut_regstore_db.h"
 
 using namespace ut;
 using ut::test::ChildProcess;
@@ -251,4 +252,37 @@ TEST(RegStoreProcesses, KilledWhileLoopingLeavesWholeBatches) {
     EXPECT_LE(perRound.rbegin()->first, lastReported + 1);
     EXPECT_EQ(static_cast<long>(perRound.size()), perRound.rbegin()->first + 1) << "no round is missing";
   }
+}
+
+TEST(RegStoreProcesses, LockHeldElsewhereFailsCleanly) {
+  test::TempStore store;
+  RegKey key(eCurrentUser, "Software\\TVCAD\\Busy");
+  ASSERT_TRUE(key.create());
+  ASSERT_TRUE(key.setValue("v", 1L));
+  ChildProcess child(kChild, childArgs(store, {"hold", "Software\\TVCAD\\Holder", "10"}));
+  ASSERT_EQ(child.readLine(), std::optional<std::string>("ready"));
+  regstore::Store::instance().setBusyTimeout(100);
+
+  // Reads go on while another process writes.
+  long v = 0;
+  EXPECT_TRUE(key.queryValue("v", v));
+  // A write gives up after the timeout, saying why.
+  EXPECT_FALSE(key.setValue("v", 2L));
+  EXPECT_NE(RegStore::lastError().Find("locked"), wxNOT_FOUND) << RegStore::lastError();
+  {
+    // A transaction that cannot begin refuses every write in its scope, so
+    // that none lands on its own once the lock is free.
+    RegTransaction tx;
+    EXPECT_FALSE(tx.isActive());
+    child.kill();
+    EXPECT_EQ(child.wait(), 128 + 9);
+    EXPECT_FALSE(key.setValue("a", 1L));
+    EXPECT_FALSE(key.setValue("b", 1L));
+    EXPECT_FALSE(tx.commit());
+  }
+  regstore::Store::instance().setBusyTimeout(regstore::kBusyTimeoutMs);
+  EXPECT_FALSE(key.hasValue("a"));
+  EXPECT_TRUE(key.setValue("v", 3L)) << "writes work again once the scope has ended";
+  EXPECT_TRUE(key.queryValue("v", v));
+  EXPECT_EQ(v, 3);
 }
