@@ -65,6 +65,10 @@ std::wstring foldCase(std::wstring_view s);
 // sequences each become U+FFFD.
 std::string toUtf8(std::wstring_view s);
 std::wstring fromUtf8(std::string_view s);
+// Appends the UTF-8 form of one code point up to U+10FFFF. Surrogate values are
+// encoded like any other (generalised UTF-8) so that callers that must keep
+// UTF-16 oddities, such as registry names, round-trip them.
+void appendUtf8(std::string& out, std::uint32_t codePoint);
 
 // The conversions in the role of the ANSI code page: the multibyte encoding of
 // the process locale (LC_CTYPE, as set with setlocale). Decomposed sequences

@@ -1,4 +1,5 @@
 #include "ut_regfile.h"
+#include "ut_regstore_codec.h"
 
 #include <ut/ut_registry.h>
 
@@ -117,26 +118,11 @@ bool decodeUtf8(std::string_view in, std::wstring& out) {
 }
 
 std::wstring decodeUtf16Units(std::string_view bytes, bool bigEndian) {
-  std::wstring out;
-  out.reserve(bytes.size() / 2);
-  const std::size_t n = bytes.size() / 2;
-  auto unit = [&](std::size_t k) -> char32_t {
-    const auto lo = static_cast<unsigned char>(bytes[2 * k + (bigEndian ? 1 : 0)]);
-    const auto hi = static_cast<unsigned char>(bytes[2 * k + (bigEndian ? 0 : 1)]);
-    return static_cast<char32_t>(lo | (hi << 8));
-  };
-  for (std::size_t k = 0; k < n; ++k) {
-    char32_t c = unit(k);
-    if (c >= 0xD800 && c <= 0xDBFF && k + 1 < n) {
-      const char32_t d = unit(k + 1);
-      if (d >= 0xDC00 && d <= 0xDFFF) {
-        c = 0x10000 + ((c - 0xD800) << 10) + (d - 0xDC00);
-        ++k;
-      }
-    }
-    out += static_cast<wchar_t>(c);
+  std::vector<std::uint8_t> le(bytes.begin(), bytes.end());
+  if (bigEndian) {
+    for (std::size_t k = 0; k + 1 < le.size(); k += 2) std::swap(le[k], le[k + 1]);
   }
-  return out;
+  return regstore::decodeUtf16le(le.data(), le.size());
 }
 
 bool isBlank(wchar_t c) { return c == L' ' || c == L'\t'; }
@@ -457,7 +443,7 @@ bool Parser::valueEntry(Failure& failure) {
       return false;
     }
     m_op.type = 1;
-    m_op.data = encodeUtf16(unescape(wxString(raw)).ToStdWstring(), true);
+    m_op.data = regstore::encodeUtf16le(unescape(wxString(raw)).ToStdWstring(), true);
     m_pos = nextLine(pos);
     m_line = line + 1;
     return true;
@@ -512,7 +498,7 @@ bool Parser::valueEntry(Failure& failure) {
       // REGEDIT4 wrote these as single-byte text; the store keeps UTF-16.
       std::wstring widened;
       for (std::uint8_t b : m_op.data) widened += static_cast<wchar_t>(b);
-      m_op.data = encodeUtf16(widened, false);
+      m_op.data = regstore::encodeUtf16le(widened, false);
     }
     m_op.type = type;
     m_pos = pos;
@@ -542,36 +528,9 @@ std::wstring decodeFile(std::string_view bytes) {
   return text;
 }
 
-std::vector<std::uint8_t> encodeUtf16(std::wstring_view text, bool terminate) {
-  std::vector<std::uint8_t> out;
-  out.reserve(2 * text.size() + 2);
-  const auto unit = [&out](char32_t u) {
-    out.push_back(static_cast<std::uint8_t>(u & 0xFF));
-    out.push_back(static_cast<std::uint8_t>((u >> 8) & 0xFF));
-  };
-  for (wchar_t wc : text) {
-    auto cp = static_cast<char32_t>(wc);
-    if (cp >= 0x10000 && cp <= 0x10FFFF) {
-      cp -= 0x10000;
-      unit(0xD800 + (cp >> 10));
-      unit(0xDC00 + (cp & 0x3FF));
-    } else if (cp > 0x10FFFF) {
-      unit(0xFFFD);
-    } else {
-      unit(cp);
-    }
-  }
-  if (terminate) unit(0);
-  return out;
-}
-
-std::wstring decodeUtf16(const std::uint8_t* data, std::size_t size) {
-  return decodeUtf16Units(std::string_view(reinterpret_cast<const char*>(data), size), false);
-}
-
 bool canonicalString(const std::uint8_t* data, std::size_t size, std::wstring& text) {
   if (size < 2 || size % 2 != 0 || data[size - 1] != 0 || data[size - 2] != 0) return false;
-  text = decodeUtf16(data, size - 2);
+  text = regstore::decodeUtf16le(data, size - 2);
   for (wchar_t c : text) {
     if (c == 0 || (c >= 0xD800 && c <= 0xDFFF)) return false;
   }

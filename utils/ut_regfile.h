@@ -28,14 +28,8 @@ inline constexpr std::wstring_view kHeader4 = L"REGEDIT4";
 // read as Latin-1, so that every file yields some text.
 std::wstring decodeFile(std::string_view bytes);
 
-// Registry string bytes. UTF-16 units that do not form a valid pair
-// (unpaired surrogates) are carried through as they are in both directions,
-// so decode(encode(s)) == s and encode(decode(b)) == b for even-sized b.
-std::vector<std::uint8_t> encodeUtf16(std::wstring_view text, bool terminate);
-std::wstring decodeUtf16(const std::uint8_t* data, std::size_t size);
-
 // The text of a REG_SZ or REG_EXPAND_SZ value when its bytes are exactly what
-// encodeUtf16(text, true) produces (even size, one terminating NUL, no NUL
+// regstore::encodeUtf16le(text, true) produces (even size, one terminating NUL, no NUL
 // inside, no unpaired surrogate); false otherwise.
 bool canonicalString(const std::uint8_t* data, std::size_t size, std::wstring& text);
 

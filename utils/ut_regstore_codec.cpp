@@ -1,5 +1,7 @@
 #include "ut_regstore_codec.h"
 
+#include "ut_platform.h"
+
 #include <charconv>
 #include <limits>
 
@@ -120,23 +122,8 @@ std::optional<std::string> nameToUtf8(std::wstring_view name) {
   out.reserve(name.size());
   for (const wchar_t wc : name) {
     const auto cp = static_cast<std::uint32_t>(wc);
-    if (cp < 0x80) {
-      out.push_back(static_cast<char>(cp));
-    } else if (cp < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else if (cp < 0x10000) {
-      out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else if (cp <= 0x10FFFF) {
-      out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else {
-      return std::nullopt;
-    }
+    if (cp > 0x10FFFF) return std::nullopt;
+    platform::appendUtf8(out, cp);
   }
   return out;
 }

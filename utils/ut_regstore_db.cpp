@@ -10,7 +10,9 @@
 #include <cerrno>
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
+#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -365,11 +367,25 @@ bool Store::checkWritable() {
 }
 
 bool Store::openConnection() {
+  // Processes that open a new store at the same moment contend for its first
+  // set-up (journal mode, schema); that contention is not a fault of the file.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(m_busyTimeoutMs);
+  for (;;) {
+    m_openWasBusy = false;
+    if (tryOpenConnection()) return true;
+    if (!m_openWasBusy || std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+bool Store::tryOpenConnection() {
   const wxString file = m_fileOverride.empty() ? defaultFile() : m_fileOverride;
   auto unusable = [&file, this](const wxString& why) {
     fail(wxString::Format(L"Registry store \"%s\" cannot be used: %s", file, why));
     m_walHeader = nullptr;
     if (m_db) {
+      const int code = sqlite3_errcode(m_db) & 0xFF;
+      m_openWasBusy = code == SQLITE_BUSY || code == SQLITE_LOCKED;
       for (auto& [sql, stmt] : m_statements) sqlite3_finalize(stmt);
       m_statements.clear();
       sqlite3_close_v2(m_db);
@@ -441,10 +457,13 @@ bool Store::openConnection() {
 
   // WAL lets readers in other processes go on while one writes; NORMAL
   // synchronisation keeps every commit safe from process crashes.
+  bool walSet = false;
   {
+    // The statement must be reset before unusable() finalises it.
     Statement wal(*this, "PRAGMA journal_mode = WAL");
-    if (!wal || wal.step() != SQLITE_ROW) return unusable(wxString::FromUTF8(sqlite3_errmsg(m_db)));
+    walSet = wal && wal.step() == SQLITE_ROW;
   }
+  if (!walSet) return unusable(wxString::FromUTF8(sqlite3_errmsg(m_db)));
   if (!exec("PRAGMA synchronous = NORMAL") || !exec("PRAGMA foreign_keys = ON")) {
     return unusable(wxString::FromUTF8(sqlite3_errmsg(m_db)));
   }

@@ -168,6 +168,7 @@ class Store {
 
   bool ensureOpen();
   bool openConnection();
+  bool tryOpenConnection();
   bool initialiseSchema();
   void closeConnection();
   void invalidateIds();
@@ -237,6 +238,7 @@ class Store {
   wxString m_doomReason;
   int m_schemaVersion = 0;
   int m_busyTimeoutMs = kBusyTimeoutMs;
+  bool m_openWasBusy = false;  // the last open attempt failed on another process's lock
 };
 
 // This thread's last store error.

@@ -2,6 +2,7 @@
 
 #include "test_support.h"
 #include "ut_regfile.h"
+#include "ut_regstore_codec.h"
 
 #include <cstdint>
 #include <string>
@@ -49,11 +50,11 @@ std::vector<std::uint8_t> bytes(std::initializer_list<int> list) {
   return out;
 }
 
-std::vector<std::uint8_t> sz(const std::wstring& s) { return ut::regfile::encodeUtf16(s, true); }
+std::vector<std::uint8_t> sz(const std::wstring& s) { return ut::regstore::encodeUtf16le(s, true); }
 
 std::wstring stringOf(const Operation* op) {
   if (op == nullptr || op->data.size() < 2) return L"<none>";
-  return ut::regfile::decodeUtf16(op->data.data(), op->data.size() - 2);
+  return ut::regstore::decodeUtf16le(op->data.data(), op->data.size() - 2);
 }
 
 std::wstring loadShared(const std::string& name) {
@@ -288,7 +289,7 @@ TEST(RegFileReader, DecodesEveryFileEncoding) {
   EXPECT_EQ(decodeFile(utf8), expected);
   EXPECT_EQ(decodeFile("\xEF\xBB\xBF" + utf8), expected);
 
-  const auto units = ut::regfile::encodeUtf16(expected, false);
+  const auto units = ut::regstore::encodeUtf16le(expected, false);
   std::string le = "\xFF\xFE";
   std::string be = "\xFE\xFF";
   for (std::size_t i = 0; i < units.size(); i += 2) {
@@ -312,9 +313,9 @@ TEST(RegFileReader, DecodesEveryFileEncoding) {
 TEST(RegFileReader, Utf16BytesRoundTripIncludingLoneSurrogates) {
   const std::wstring text = std::wstring(L"a\u00e9\U0001D11E") + static_cast<wchar_t>(0xD800) + L"z" +
                             static_cast<wchar_t>(0xDC05);
-  const auto data = ut::regfile::encodeUtf16(text, true);
+  const auto data = ut::regstore::encodeUtf16le(text, true);
   EXPECT_EQ(data.size(), 2u * 8u);  // the clef takes two units
-  EXPECT_EQ(ut::regfile::decodeUtf16(data.data(), data.size() - 2), text);
+  EXPECT_EQ(ut::regstore::decodeUtf16le(data.data(), data.size() - 2), text);
   std::wstring out;
   // Lone surrogates are not a canonical string: such a value is exported as bytes.
   EXPECT_FALSE(ut::regfile::canonicalString(data.data(), data.size(), out));
@@ -367,7 +368,7 @@ TEST(RegFileReader, ReadsWindowsProfileExport) {
 
   const Operation* recent = p.value(L"RecentCommands");
   EXPECT_EQ(recent->type, 7u);
-  const std::wstring multi = ut::regfile::decodeUtf16(recent->data.data(), recent->data.size());
+  const std::wstring multi = ut::regstore::decodeUtf16le(recent->data.data(), recent->data.size());
   EXPECT_EQ(multi, std::wstring(L"LINE\0CIRCLE\0PLINE\0DIMLINEAR\0\0", 29));
 
   const Operation* saved = p.value(L"LastSaved");

@@ -2,6 +2,7 @@
 
 #include "test_support.h"
 #include "ut_regfile.h"
+#include "ut_regstore_codec.h"
 
 #include <ut/ut_registry.h>
 
@@ -16,7 +17,7 @@ namespace {
 
 const std::wstring kHead = L"Windows Registry Editor Version 5.00\r\n";
 
-std::vector<std::uint8_t> sz(const std::wstring& s) { return ut::regfile::encodeUtf16(s, true); }
+std::vector<std::uint8_t> sz(const std::wstring& s) { return ut::regstore::encodeUtf16le(s, true); }
 
 std::wstring written(const std::wstring& name, unsigned type, const std::vector<std::uint8_t>& data) {
   Writer w;
@@ -181,7 +182,7 @@ TEST(RegFileWriter, RoundTripsEveryValueByteForByte) {
       {L"bin-empty", 3, {}},
       {L"dword", 4, {0xef, 0xbe, 0xad, 0xde}},
       {L"dword-short", 4, {1}},
-      {L"multi", 7, ut::regfile::encodeUtf16(std::wstring(L"a\0\0b\0\0", 6), false)},
+      {L"multi", 7, ut::regstore::encodeUtf16le(std::wstring(L"a\0\0b\0\0", 6), false)},
       {L"qword", 11, {0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff}},
       {L"none", 0, {}},
       {L"none-bytes", 0, {0, 1, 2}},
