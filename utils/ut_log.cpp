@@ -309,17 +309,7 @@ namespace ut {
 
 SafeTracerAccessorLock::~SafeTracerAccessorLock() = default;
 
-SafeTracerAccessor::SafeTracerAccessor() : m_lockHeld(lockInUse()) {
-  if (m_lockHeld) m_lockHeld->lock();
-}
-
-SafeTracerAccessor::~SafeTracerAccessor() {
-  if (m_lockHeld) m_lockHeld->unlock();
-}
-
 void SafeTracerAccessor::setLocker(SafeTracerAccessorLock* lock) { m_pLock.store(lock, std::memory_order_release); }
-
-SafeTracerAccessorLock* SafeTracerAccessor::lockInUse() { return m_pLock.load(std::memory_order_acquire); }
 
 TraceIndenter::TraceIndenter(int level, const char* name, int area) : m_level(level) {
   UtTracer& tracer = UtTracer::safeTracer();

@@ -181,8 +181,14 @@ class UT_EXPORT SafeTracerAccessorLock {
 // construction to destruction. The lock is looked up once, at construction.
 class UT_EXPORT SafeTracerAccessor {
  public:
-  SafeTracerAccessor();
-  ~SafeTracerAccessor();
+  // Inline: a bracketed trace site whose level test fails costs a load and
+  // two branches.
+  SafeTracerAccessor() : m_lockHeld(m_pLock.load(std::memory_order_acquire)) {
+    if (m_lockHeld) m_lockHeld->lock();
+  }
+  ~SafeTracerAccessor() {
+    if (m_lockHeld) m_lockHeld->unlock();
+  }
   SafeTracerAccessor(const SafeTracerAccessor&) = delete;
   SafeTracerAccessor& operator=(const SafeTracerAccessor&) = delete;
 
@@ -195,9 +201,6 @@ class UT_EXPORT SafeTracerAccessor {
   static void setLocker(SafeTracerAccessorLock* lock);
 
  private:
-  friend class TraceIndenter;
-  static SafeTracerAccessorLock* lockInUse();
-
   SafeTracerAccessorLock* m_lockHeld;
   static std::atomic<SafeTracerAccessorLock*> m_pLock;
 };
