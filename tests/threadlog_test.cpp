@@ -66,27 +66,10 @@ class ThreadLogTest : public ::testing::Test {
   ut::ThreadLog::OutputFunc m_previous = nullptr;
 };
 
-TEST_F(ThreadLogTest, LineCarriesColumnIdAndMainThreadMark) {
+TEST_F(ThreadLogTest, LinesCarryColumnIdAndMainThreadMark) {
   ut::ThreadLog& log = ut::ThreadLog::get();
-  log.print(L"hello");
+  log.print(L"main");
   log.print(nullptr);
-  log.print(L"again");
-  const std::vector<std::wstring> lines = takeLines();
-  ASSERT_EQ(lines.size(), 3u);
-  const std::size_t column = indentationOf(lines[0]);
-  EXPECT_EQ(column % 2, 0u);
-  const std::wstring pad(column, L' ');
-  const std::wstring prefix = prefixOfThisThread();
-  ASSERT_TRUE(wxThread::IsMain());
-  EXPECT_EQ(prefix.substr(0, 2), L"0x");
-  EXPECT_EQ(prefix.substr(prefix.size() - 3), L"*> ");
-  EXPECT_EQ(lines[0], pad + prefix + L"hello\n");
-  EXPECT_EQ(lines[1], pad + prefix + L"\n");
-  EXPECT_EQ(lines[2], pad + prefix + L"again\n");
-}
-
-TEST_F(ThreadLogTest, OtherThreadsAreUnmarkedAndKeepTheirColumn) {
-  ut::ThreadLog::get().print(L"main");
   std::wstring workerPrefix;
   std::thread worker([&workerPrefix] {
     workerPrefix = prefixOfThisThread();
@@ -95,12 +78,22 @@ TEST_F(ThreadLogTest, OtherThreadsAreUnmarkedAndKeepTheirColumn) {
   });
   worker.join();
   const std::vector<std::wstring> lines = takeLines();
-  ASSERT_EQ(lines.size(), 3u);
+  ASSERT_EQ(lines.size(), 4u);
+
+  ASSERT_TRUE(wxThread::IsMain());
+  const std::wstring mainPrefix = prefixOfThisThread();
+  EXPECT_EQ(mainPrefix.substr(0, 2), L"0x");
+  EXPECT_EQ(mainPrefix.substr(mainPrefix.size() - 3), L"*> ");
   EXPECT_EQ(workerPrefix.find(L'*'), std::wstring::npos);
-  const std::size_t column = indentationOf(lines[1]);
-  EXPECT_NE(column, indentationOf(lines[0]));
-  EXPECT_EQ(lines[1], std::wstring(column, L' ') + workerPrefix + L"one\n");
-  EXPECT_EQ(lines[2], std::wstring(column, L' ') + workerPrefix + L"two\n");
+  const std::size_t mainColumn = indentationOf(lines[0]);
+  const std::size_t workerColumn = indentationOf(lines[2]);
+  EXPECT_EQ(mainColumn % 2, 0u);
+  EXPECT_EQ(workerColumn % 2, 0u);
+  EXPECT_NE(mainColumn, workerColumn);
+  EXPECT_EQ(lines[0], std::wstring(mainColumn, L' ') + mainPrefix + L"main\n");
+  EXPECT_EQ(lines[1], std::wstring(mainColumn, L' ') + mainPrefix + L"\n");
+  EXPECT_EQ(lines[2], std::wstring(workerColumn, L' ') + workerPrefix + L"one\n");
+  EXPECT_EQ(lines[3], std::wstring(workerColumn, L' ') + workerPrefix + L"two\n");
 }
 
 TEST_F(ThreadLogTest, ConcurrentPrintersWriteWholeLinesInTheirOwnColumns) {

@@ -137,44 +137,4 @@ TEST_F(TracerThreadsTest, IndenterLocksOnlyWhenActive) {
   EXPECT_EQ(ut::test::readFileBytes(m_dir / "t.txt"), "2> Call y()\n2> Done y()\n");
 }
 
-TEST_F(TracerThreadsTest, ConcurrentScopesKeepLinesWhole) {
-  MutexLock lock;
-  ut::SafeTracerAccessor::setLocker(&lock);
-  const std::string name = (m_dir / "t.txt").string();
-  UtTracer::tracer().setStreamName(name.c_str(), 1, 0);
-  constexpr int kThreads = 3;
-  constexpr int kScopes = 200;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t] {
-      const std::string scope = "scope" + std::to_string(t);
-      for (int i = 0; i < kScopes; ++i) const ut::TraceIndenter indenter(1, scope.c_str(), 0);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  UtTracer::tracer().freeStream();  // balanced: every scope closed
-
-  std::istringstream in(ut::test::readFileBytes(m_dir / "t.txt"));
-  std::string line;
-  std::map<std::string, int> calls, dones;
-  while (std::getline(in, line)) {
-    const std::size_t first = line.find_first_not_of(' ', 3);
-    ASSERT_EQ(line.rfind("1> ", 0), 0u) << line;
-    ASSERT_NE(first, std::string::npos) << line;
-    const std::string body = line.substr(first);
-    ASSERT_EQ(body.substr(body.size() - 2), "()") << line;
-    const std::string what = body.substr(5, body.size() - 7);
-    if (body.rfind("Call ", 0) == 0)
-      ++calls[what];
-    else if (body.rfind("Done ", 0) == 0)
-      ++dones[what];
-    else
-      ADD_FAILURE() << line;
-  }
-  for (int t = 0; t < kThreads; ++t) {
-    EXPECT_EQ(calls["scope" + std::to_string(t)], kScopes);
-    EXPECT_EQ(dones["scope" + std::to_string(t)], kScopes);
-  }
-}
-
 }  // namespace
