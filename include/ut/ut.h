@@ -4,6 +4,7 @@
 #include <ut/ut_export.h>
 #include <ut/ut_log.h>
 #include <ut/ut_platform.h>
+#include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>
 #include <ut/ut_reporter_message.h>
 #include <ut/ut_tracer.h>
