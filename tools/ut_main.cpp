@@ -88,12 +88,14 @@ wxString Context::storeFile() const {
 bool Context::storeExists() const { return wxFileName::FileExists(storeFile()); }
 
 void Context::openStore() const {
+  trace(eTraceSteps, L"open the store " + storeFile());
   const bool ok = storeOption.empty() ? RegStore::open() : RegStore::setFile(storeFile());
   if (!ok) {
     wxString why = RegStore::lastError();
     if (why.empty()) why = L"cannot open the registry store " + storeFile();
     throw OperationError(toUtf8(why));
   }
+  trace(eTraceDetails, L"store open");
 }
 
 }  // namespace ut::tool
@@ -115,6 +117,10 @@ int main(int argc, char** argv) {
   app.require_subcommand(0, 1);
   app.add_option("--store", context.storeOption, "Work on this store file instead of the default one")
       ->type_name("FILE");
+  app.add_option("--trace", context.traceOption,
+                 "Write a trace of the steps taken to FILE; level and area come from TDM_LOG_LEVEL and "
+                 "TDM_LOG_AREA, and without them everything is traced")
+      ->type_name("FILE");
   addRegCommands(app, context);
 
   try {
@@ -130,14 +136,25 @@ int main(int argc, char** argv) {
     return eExitUsage;
   }
 
-  try {
-    if (!context.action) return showOverview(context);
-    return context.action();
-  } catch (const UsageError& e) {
-    std::fprintf(stderr, "ut: %s\n", e.what());
-    return eExitUsage;
-  } catch (const OperationError& e) {
-    std::fprintf(stderr, "ut: %s\n", e.what());
+  TraceSession traceSession;
+  if (!context.traceOption.empty() && !traceSession.start(context.traceOption, argc, argv)) {
+    std::fprintf(stderr, "ut: cannot write the trace file %s\n", context.traceOption.c_str());
     return eExitFailed;
   }
+  const int status = [&context] {
+    try {
+      if (!context.action) return showOverview(context);
+      return context.action();
+    } catch (const UsageError& e) {
+      trace(eTraceSteps, L"error: " + fromUtf8(e.what()));
+      std::fprintf(stderr, "ut: %s\n", e.what());
+      return static_cast<int>(eExitUsage);
+    } catch (const OperationError& e) {
+      trace(eTraceSteps, L"error: " + fromUtf8(e.what()));
+      std::fprintf(stderr, "ut: %s\n", e.what());
+      return static_cast<int>(eExitFailed);
+    }
+  }();
+  trace(eTraceSteps, wxString::Format(L"exit status %d", status));
+  return status;
 }

@@ -50,11 +50,14 @@ void printHints() {
 }  // namespace
 
 int showOverview(const Context& context) {
+  const TraceIndenter scope(eTraceSteps, "overview", kTraceArea);
   const wxString file = context.storeFile();
+  trace(eTraceSteps, L"look at the store " + file);
   printLine(L"ut: the per-user registry store of the application and its command-line tool.");
   printLine(L"");
   printLine(L"Store file: " + file);
   if (!context.storeExists()) {
+    trace(eTraceDetails, L"the store file does not exist; nothing is created");
     printLine(L"Status:     not created yet; the first change (e.g. \"ut reg add\" or \"ut reg import\") creates it.");
     printHints();
     return eExitOk;
@@ -81,7 +84,9 @@ int showOverview(const Context& context) {
     return eExitOk;
   }
   Tally total;
+  trace(eTraceSteps, L"count the keys and values under " + rootName);
   tally(root, total);
+  trace(eTraceDetails, wxString::Format(L"keys: %zu, values: %zu", total.keys, total.values));
   if (total.keys == 1 && total.values == 0) {
     printLine(rootName + L": empty");
   } else {

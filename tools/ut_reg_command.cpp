@@ -99,6 +99,7 @@ RegKey openExisting(const Context& context, const KeyArg& arg, EAccessMode mode 
                                 L" does not exist yet)"));
   }
   context.openStore();
+  trace(eTraceDetails, L"open the key " + arg.fullName());
   RegKey key(arg.root, arg.path);
   if (!key.open(mode)) notFound(L"key not found: " + arg.fullName());
   return key;
@@ -151,11 +152,14 @@ std::size_t queryTree(const RegKey& key, const QueryOptions& o) {
 }
 
 int runQuery(const Context& context, const QueryOptions& o) {
+  const TraceIndenter scope(eTraceSteps, "reg query", kTraceArea);
   const KeyArg arg = parseKeyArg(o.key);
   const RegKey key = openExisting(context, arg);
   const bool single = !o.value.empty() || o.defaultValue;
   if (o.recursive) {
+    trace(eTraceSteps, L"query " + arg.fullName() + L" and its subkeys");
     const std::size_t matched = queryTree(key, o);
+    trace(eTraceDetails, wxString::Format(L"values shown: %zu", matched));
     if (single && matched == 0) throw OperationError("value not found under " + toUtf8(arg.fullName()));
     return eExitOk;
   }
@@ -163,10 +167,13 @@ int runQuery(const Context& context, const QueryOptions& o) {
     throw OperationError("value not found: " + toUtf8(arg.fullName()) + " " +
                          (o.defaultValue ? std::string("(Default)") : "\"" + o.value + "\""));
   }
-  queryKey(key, o, false);
+  trace(eTraceSteps, L"query " + arg.fullName());
+  const std::size_t shown = queryKey(key, o, false);
+  trace(eTraceDetails, wxString::Format(L"values shown: %zu", shown));
   if (!single) {
     std::vector<wxString> subkeys;
     key.getSubKeys(subkeys);
+    trace(eTraceDetails, wxString::Format(L"subkeys listed: %zu", subkeys.size()));
     for (const auto& name : subkeys) printLine(arg.fullName() + L"\\" + name);
   }
   return eExitOk;
@@ -255,6 +262,7 @@ std::vector<wxString> splitMulti(const wxString& text) {
 }
 
 int runAdd(const Context& context, const AddOptions& o) {
+  const TraceIndenter scope(eTraceSteps, "reg add", kTraceArea);
   const KeyArg arg = parseKeyArg(o.key);
   const unsigned type = parseType(o.type);
   const bool hasValue = !o.value.empty() || o.defaultValue;
@@ -270,6 +278,7 @@ int runAdd(const Context& context, const AddOptions& o) {
   if (type == eRegMultiSz) strings = splitMulti(data);
 
   context.openStore();
+  trace(eTraceSteps, L"create or open the key " + arg.fullName());
   RegKey key(arg.root, arg.path);
   if (!key.create()) notFound(L"cannot create key " + arg.fullName());
   if (!hasValue) return eExitOk;
@@ -277,6 +286,7 @@ int runAdd(const Context& context, const AddOptions& o) {
       !confirm(L"Value " + (name.empty() ? kDefaultName : name) + L" exists, overwrite?", o.force, "-f")) {
     return eExitFailed;
   }
+  trace(eTraceSteps, L"write the value " + (name.empty() ? kDefaultName : name) + L" as " + typeName(type));
   bool ok = false;
   switch (type) {
     case eRegSz: ok = key.setValue(name, data); break;
@@ -301,6 +311,7 @@ struct DeleteOptions {
 };
 
 int runDelete(const Context& context, const DeleteOptions& o) {
+  const TraceIndenter scope(eTraceSteps, "reg delete", kTraceArea);
   const KeyArg arg = parseKeyArg(o.key);
   RegKey key = openExisting(context, arg, eWrite);
   if (!o.value.empty() || o.defaultValue) {
@@ -309,6 +320,7 @@ int runDelete(const Context& context, const DeleteOptions& o) {
     if (!confirm(L"Delete the registry value " + (name.empty() ? kDefaultName : name) + L"?", o.force, "-f")) {
       return eExitFailed;
     }
+    trace(eTraceSteps, L"delete the value " + (name.empty() ? kDefaultName : name));
     if (!key.deleteValue(name)) notFound(L"cannot delete the value");
     return eExitOk;
   }
@@ -316,6 +328,7 @@ int runDelete(const Context& context, const DeleteOptions& o) {
     if (!confirm(L"Delete all values of " + arg.fullName() + L"?", o.force, "-f")) return eExitFailed;
     std::vector<wxString> names;
     key.getValueNames(names);
+    trace(eTraceSteps, wxString::Format(L"delete all %zu values in one transaction", names.size()));
     RegTransaction transaction;
     for (const auto& name : names) {
       if (!key.deleteValue(name)) notFound(L"cannot delete the value " + name);
@@ -325,6 +338,7 @@ int runDelete(const Context& context, const DeleteOptions& o) {
   }
   if (arg.path.empty()) throw UsageError("a root key cannot be deleted");
   if (!confirm(L"Permanently delete the registry key " + arg.fullName() + L"?", o.force, "-f")) return eExitFailed;
+  trace(eTraceSteps, L"delete the key " + arg.fullName() + L" with its subkeys");
   if (!key.deleteSelf()) notFound(L"cannot delete " + arg.fullName());
   return eExitOk;
 }
@@ -338,18 +352,26 @@ struct ExportOptions {
 };
 
 int runExport(const Context& context, const ExportOptions& o) {
+  const TraceIndenter scope(eTraceSteps, "reg export", kTraceArea);
   const KeyArg arg = parseKeyArg(o.key);
   openExisting(context, arg);
   const wxString file = fromUtf8(o.file);
   if (wxFileExists(file) && !confirm(L"File " + file + L" exists, overwrite?", o.yes, "-y")) return eExitFailed;
-  return Registry::exportKey(arg.fullName(), file, true) ? eExitOk : eExitFailed;
+  trace(eTraceSteps, L"export " + arg.fullName() + L" to " + file);
+  const bool ok = Registry::exportKey(arg.fullName(), file, true);
+  trace(eTraceDetails, ok ? L"exported" : L"export failed");
+  return ok ? eExitOk : eExitFailed;
 }
 
 int runImport(const Context& context, const std::string& file) {
+  const TraceIndenter scope(eTraceSteps, "reg import", kTraceArea);
   const wxString name = fromUtf8(file);
   if (!wxFileExists(name)) throw OperationError("file not found: " + file);
   context.openStore();
-  return Registry::importKey(name, true) ? eExitOk : eExitFailed;
+  trace(eTraceSteps, L"import " + name);
+  const bool ok = Registry::importKey(name, true);
+  trace(eTraceDetails, ok ? L"imported" : L"import failed");
+  return ok ? eExitOk : eExitFailed;
 }
 
 struct CopyOptions {
@@ -360,6 +382,7 @@ struct CopyOptions {
 };
 
 int runCopy(const Context& context, const CopyOptions& o) {
+  const TraceIndenter scope(eTraceSteps, "reg copy", kTraceArea);
   const KeyArg from = parseKeyArg(o.from);
   const KeyArg to = parseKeyArg(o.to);
   openExisting(context, from);
@@ -367,6 +390,7 @@ int runCopy(const Context& context, const CopyOptions& o) {
       !confirm(L"Key " + to.fullName() + L" exists, overwrite its values?", o.force, "-f")) {
     return eExitFailed;
   }
+  trace(eTraceSteps, L"copy " + from.fullName() + L" to " + to.fullName() + (o.recursive ? L" with its subkeys" : L""));
   if (!Registry::copyKey(from.root, to.root, from.path, to.path, o.recursive)) {
     notFound(L"cannot copy " + from.fullName() + L" to " + to.fullName());
   }

@@ -49,7 +49,41 @@ class Context {
   // parsing succeeded. Returns the exit status.
   std::function<int()> action;
   std::string storeOption;
+  std::string traceOption;
 };
+
+// --- tracing (--trace FILE) --------------------------------------------------
+//
+// The tool writes its main steps at level 1 and the details under them at
+// level 2, all in one trace area, each command inside a TraceIndenter scope
+// named after it.
+enum ETraceLevel : int {
+  eTraceSteps = 1,
+  eTraceDetails = 2,
+};
+inline constexpr int kTraceArea = 0x1;
+// The level a run traces at when "TDM_LOG_LEVEL" is unset: everything.
+inline constexpr int kDefaultTraceLevel = eTraceDetails;
+
+// The trace of one run: opens the tracer on a file, and closes it when the
+// session ends.
+class TraceSession {
+ public:
+  TraceSession() = default;
+  ~TraceSession();
+  TraceSession(const TraceSession&) = delete;
+  TraceSession& operator=(const TraceSession&) = delete;
+
+  // Opens the tracer on `file` with level and area from "TDM_LOG_LEVEL" and
+  // "TDM_LOG_AREA" (kDefaultTraceLevel and every area when they are unset),
+  // then writes the log stamp and the command line. False when the level is
+  // on but the file cannot be written.
+  bool start(const std::string& file, int argc, const char* const* argv);
+};
+
+// Writes `text` as one trace line at `level` when the tracer passes that
+// level and the tool's area.
+void trace(int level, const wxString& text);
 
 // UTF-8 (the command line, the terminal) to and from wxString.
 wxString fromUtf8(const std::string& text);

@@ -2,6 +2,9 @@
 
 // Umbrella header: every public family of the library.
 #include <ut/ut_export.h>
+#include <ut/ut_log.h>
 #include <ut/ut_platform.h>
-#include <ut/ut_regstore.h>
 #include <ut/ut_registry.h>
+#include <ut/ut_regstore.h>
+#include <ut/ut_reporter_message.h>
+#include <ut/ut_tracer.h>

@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+
+#include <ut/ut_log.h>
+
+#include <wx/log.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+// A log target that remembers what reaches it.
+class RecordingLog : public wxLog {
+ public:
+  struct Entry {
+    wxLogLevel level;
+    std::string text;
+    std::string file;
+  };
+  std::vector<Entry> entries;
+
+  std::vector<std::string> texts() const {
+    std::vector<std::string> out;
+    for (const Entry& e : entries) out.push_back(e.text);
+    return out;
+  }
+
+ protected:
+  void DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo& info) override {
+    entries.push_back({level, message.utf8_string(), info.filename ? info.filename : ""});
+  }
+};
+
+// Installs a target for one test and puts the previous one back.
+class ActiveTarget {
+ public:
+  explicit ActiveTarget(wxLog* target) : m_previous(wxLog::SetActiveTarget(target)) {}
+  ~ActiveTarget() { wxLog::SetActiveTarget(m_previous); }
+  ActiveTarget(const ActiveTarget&) = delete;
+  ActiveTarget& operator=(const ActiveTarget&) = delete;
+
+ private:
+  wxLog* m_previous;
+};
+
+TEST(LogBufferTest, ReplaysEveryRecordInOrderToTheTargetActiveAtDestruction) {
+  RecordingLog early, late;
+  const ActiveTarget restore(&early);
+  {
+    ut::LogBuffer buffer;
+    wxLog::SetActiveTarget(&buffer);
+    wxLogMessage("first %d", 1);
+    wxLogWarning("second");
+    wxLogError("third");
+    for (int i = 0; i < 100; ++i) wxLogMessage("bulk %d", i);
+    wxLog::SetActiveTarget(&early);
+    wxLogMessage("direct");
+    wxLog::SetActiveTarget(&late);
+    EXPECT_TRUE(late.entries.empty()) << "nothing may pass before destruction";
+  }
+  EXPECT_EQ(early.texts(), std::vector<std::string>{"direct"});
+  ASSERT_EQ(late.entries.size(), 103u);
+  EXPECT_EQ(late.entries[0].text, "first 1");
+  EXPECT_EQ(late.entries[0].level, wxLOG_Message);
+  EXPECT_EQ(late.entries[1].level, wxLOG_Warning);
+  EXPECT_EQ(late.entries[2].text, "third");
+  EXPECT_EQ(late.entries[2].level, wxLOG_Error);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(late.entries[3 + i].text, "bulk " + std::to_string(i));
+  // The record information travels with the record.
+  EXPECT_NE(late.entries[0].file.find("logbuffer_test.cpp"), std::string::npos);
+}
+
+TEST(LogBufferTest, NestedBuffersAndCopiesReplayTheirRecords) {
+  RecordingLog sink;
+  const ActiveTarget restore(&sink);
+  {
+    ut::LogBuffer outer;
+    wxLog::SetActiveTarget(&outer);
+    wxLogMessage("outer 1");
+    {
+      ut::LogBuffer inner;
+      wxLog::SetActiveTarget(&inner);
+      wxLogMessage("inner");
+      wxLog::SetActiveTarget(&outer);
+    }
+    wxLogMessage("outer 2");
+    wxLog::SetActiveTarget(&sink);
+    const ut::LogBuffer copy(outer);
+    EXPECT_TRUE(sink.entries.empty());
+  }
+  // The copy dies first, then the original: both deliver the same records.
+  EXPECT_EQ(sink.texts(), (std::vector<std::string>{"outer 1", "inner", "outer 2", "outer 1", "inner", "outer 2"}));
+}
+
+TEST(LogBufferTest, DestroyedWhileActiveWithdrawsAndKeepsItsRecords) {
+  RecordingLog sink;
+  const ActiveTarget restore(&sink);
+  const void* destroyed = nullptr;
+  {
+    ut::LogBuffer buffer;
+    destroyed = &buffer;
+    wxLog::SetActiveTarget(&buffer);
+    wxLogMessage("still buffered");
+    ::testing::internal::CaptureStderr();
+  }
+  // wxWidgets no longer points at the dead buffer; the records went to the
+  // target it falls back to.
+  wxLog* fallback = wxLog::GetActiveTarget();
+  EXPECT_NE(static_cast<const void*>(fallback), destroyed);
+  wxLog::FlushActive();
+  const std::string captured = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(captured.find("still buffered"), std::string::npos) << captured;
+  EXPECT_TRUE(sink.entries.empty());
+  delete wxLog::SetActiveTarget(&sink);  // the fallback target is ours to delete
+}
+
+}  // namespace

@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+
+#include "test_support.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include <sys/wait.h>
+
+namespace {
+
+std::string quoted(const std::string& s) {
+  std::string q = "'";
+  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return q + "'";
+}
+
+// Runs the tool with a clean trace environment plus `env` assignments;
+// answers the exit status.
+int runTool(const std::string& env, const std::vector<std::string>& args, const ut::test::TempDir& dir) {
+  std::string command = "env -u TDM_LOG_LEVEL -u TDM_LOG_AREA " + env + " " + quoted(UT_TOOL);
+  for (const std::string& a : args) command += " " + quoted(a);
+  command += " >" + quoted((dir / "stdout").string()) + " 2>" + quoted((dir / "stderr").string()) + " </dev/null";
+  const int raw = std::system(command.c_str());
+  return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+}
+
+class ToolTraceTest : public ::testing::Test {
+ protected:
+  int add(const std::string& env, const std::string& traceFile) {
+    return runTool(env,
+                   {"--store", m_store.string(), "--trace", traceFile, "reg", "add", "HKCU\\Software\\Test", "-v",
+                    "Name", "-d", "text", "-f"},
+                   m_dir);
+  }
+  std::string trace() const { return ut::test::readFileBytes(m_dir / "trace.txt"); }
+  std::string tracePath() const { return (m_dir / "trace.txt").string(); }
+
+  ut::test::TempDir m_dir;
+  std::filesystem::path m_store = m_dir / "store.db";
+};
+
+// The banner that opens every trace: an empty line, then date, time and version.
+const std::string kBanner =
+    "\n--------------- \\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d --------------- v\\d+\\.\\d+\\.\\d+ ---------------\n";
+
+TEST_F(ToolTraceTest, WithoutLevelEverythingIsTracedInScopes) {
+  ASSERT_EQ(add("", tracePath()), 0) << ut::test::readFileBytes(m_dir / "stderr");
+  const std::string store = m_store.string();
+  const std::string expected = "1> ut --store " + store + " --trace " + tracePath() +
+                               " reg add HKCU\\Software\\Test -v Name -d text -f\n"
+                               "1> Call reg add()\n"
+                               "1>   open the store " + store + "\n"
+                               "2>   store open\n"
+                               "1>   create or open the key HKEY_CURRENT_USER\\Software\\Test\n"
+                               "1>   write the value Name as REG_SZ\n"
+                               "1> Done reg add()\n"
+                               "1> exit status 0\n";
+  const std::string text = trace();
+  std::smatch banner;
+  ASSERT_TRUE(std::regex_search(text, banner, std::regex("^" + kBanner))) << text;
+  EXPECT_EQ(text.substr(banner.length()), expected);
+}
+
+TEST_F(ToolTraceTest, LevelAndAreaComeFromTheEnvironment) {
+  ASSERT_EQ(add("TDM_LOG_LEVEL=1", tracePath()), 0);
+  std::string text = trace();
+  EXPECT_NE(text.find("1>   write the value Name as REG_SZ\n"), std::string::npos) << text;
+  EXPECT_EQ(text.find("2>"), std::string::npos) << text;
+
+  // Another area: only the banner.
+  ASSERT_EQ(add("TDM_LOG_AREA=2", tracePath()), 0);
+  EXPECT_TRUE(std::regex_match(trace(), std::regex(kBanner))) << trace();
+
+  // A negative level switches tracing off: no file, the command still runs.
+  std::filesystem::remove(m_dir / "trace.txt");
+  ASSERT_EQ(add("TDM_LOG_LEVEL=-1", tracePath()), 0);
+  EXPECT_FALSE(std::filesystem::exists(m_dir / "trace.txt"));
+}
+
+TEST_F(ToolTraceTest, UnwritableTraceFileFailsBeforeTheCommandRuns) {
+  EXPECT_EQ(add("", (m_dir / "no" / "such" / "trace.txt").string()), 1);
+  EXPECT_NE(ut::test::readFileBytes(m_dir / "stderr").find("cannot write the trace file"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(m_store)) << "the command must not have run";
+}
+
+TEST_F(ToolTraceTest, FailuresAreTracedWithTheirExitStatus) {
+  const int status = runTool("", {"--store", m_store.string(), "--trace", tracePath(), "reg", "query", "HKCU\\Nope"},
+                             m_dir);
+  EXPECT_EQ(status, 1);
+  const std::string text = trace();
+  EXPECT_NE(text.find("1> Call reg query()\n1> Done reg query()\n1> error: key not found"), std::string::npos)
+      << text;
+  EXPECT_NE(text.find("\n1> exit status 1\n"), std::string::npos) << text;
+}
+
+}  // namespace
