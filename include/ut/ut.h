@@ -4,3 +4,4 @@
 #include <ut/ut_export.h>
 #include <ut/ut_platform.h>
 #include <ut/ut_regstore.h>
+#include <ut/ut_registry.h>
