@@ -100,6 +100,7 @@ bool ConfigNodeBase::getString(OdString& value) const {
 }
 
 bool ConfigNodeBase::setULong(unsigned long value) {
+  m_modified = true;
   // type() is virtual: a tombstone reports -1 even when it holds a value, so
   // test the value object itself before updating in place.
   if (type() == ConfigValBase::kULong && m_value) return m_value->setULong(value);
@@ -108,6 +109,7 @@ bool ConfigNodeBase::setULong(unsigned long value) {
 }
 
 bool ConfigNodeBase::setString(const wchar_t* value) {
+  m_modified = true;
   if (value == nullptr) {
     m_value.reset();
     return true;
@@ -237,7 +239,10 @@ bool ConfigContainerNode::addChild(ConfigNodePtr child) {
 bool ConfigContainerNode::removeChild(ConfigNodePtr child) {
   if (!child) return false;
   const auto it = m_children.find(child);
-  if (it != m_children.end() && *it == child) {
+  // A child that replaced another stands in the set behind its overlay; the
+  // caller holds the child itself.
+  const auto* overlay = it == m_children.end() ? nullptr : dynamic_cast<const ConfigReplacedNode*>(it->get());
+  if (it != m_children.end() && (*it == child || (overlay != nullptr && overlay->wrapped() == child))) {
     m_touched = true;
     auto tombstone = std::make_shared<ConfigDeletedNode>(child->path(), child->isContainerNode());
     m_children.erase(it);
