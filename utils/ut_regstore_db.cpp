@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <unordered_map>
 
@@ -23,6 +24,8 @@ namespace {
 thread_local wxString t_lastError;
 
 constexpr std::size_t kMaxCachedPaths = 100000;
+// Values kept by the read cache before it starts over.
+constexpr std::size_t kMaxCachedValues = 500000;
 
 std::string nativePath(const wxString& file) {
   const wxCharBuffer buf = file.fn_str();
@@ -299,6 +302,7 @@ bool Store::ensureOpen() { return m_db || openConnection(); }
 void Store::invalidateIds() {
   ++m_epoch;
   m_pathCache.clear();
+  dropCache();
 }
 
 void Store::closeConnection() {
@@ -306,6 +310,7 @@ void Store::closeConnection() {
   if (!sqlite3_get_autocommit(m_db)) exec("ROLLBACK", false);
   for (auto& [sql, stmt] : m_statements) sqlite3_finalize(stmt);
   m_statements.clear();
+  m_walHeader = nullptr;
   sqlite3_close_v2(m_db);
   m_db = nullptr;
   m_schemaVersion = 0;
@@ -351,6 +356,7 @@ bool Store::openConnection() {
   const wxString file = m_fileOverride.empty() ? defaultFile() : m_fileOverride;
   auto unusable = [&file, this](const wxString& why) {
     fail(wxString::Format(L"Registry store \"%s\" cannot be used: %s", file, why));
+    m_walHeader = nullptr;
     if (m_db) {
       for (auto& [sql, stmt] : m_statements) sqlite3_finalize(stmt);
       m_statements.clear();
@@ -425,7 +431,66 @@ bool Store::openConnection() {
   }
   if (fresh && !initialiseSchema()) return unusable(wxString::FromUTF8(sqlite3_errmsg(m_db)));
   invalidateIds();
+  mapWalHeader();
   return true;
+}
+
+void Store::mapWalHeader() {
+  m_walHeader = nullptr;
+  // A read maps the WAL index of this connection first.
+  if (!rowExists(1)) return;
+  sqlite3_file* file = nullptr;
+  if (sqlite3_file_control(m_db, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file ||
+      !file->pMethods || file->pMethods->iVersion < 2 || !file->pMethods->xShmMap) {
+    return;
+  }
+  {
+    Statement mode(*this, "PRAGMA journal_mode");
+    if (!mode || mode.step() != SQLITE_ROW || mode.text(0) != "wal") return;
+  }
+  void volatile* region = nullptr;
+  // Region 0 of the WAL index (32 KiB pages); bExtend 0: only what exists.
+  if (file->pMethods->xShmMap(file, 0, 32768, 0, &region) != SQLITE_OK || !region) return;
+  m_walHeader = static_cast<const volatile unsigned char*>(region);
+  dropCache();
+}
+
+bool Store::syncCache() {
+  if (!m_walHeader) return false;
+  unsigned char now[kWalHeaderBytes];
+  std::atomic_thread_fence(std::memory_order_acquire);
+  for (std::size_t i = 0; i < kWalHeaderBytes; ++i) now[i] = m_walHeader[i];
+  std::atomic_thread_fence(std::memory_order_acquire);
+  if (std::memcmp(now, m_savedHeader, kWalHeaderBytes) != 0) {
+    dropCache();
+    std::memcpy(m_savedHeader, now, kWalHeaderBytes);
+  }
+  return true;
+}
+
+void Store::dropCache() {
+  m_valueCache.clear();
+  m_cachedValues = 0;
+}
+
+void Store::dropCachedKey(KeyId id) {
+  if (const auto it = m_valueCache.find(id); it != m_valueCache.end()) {
+    m_cachedValues -= std::min(m_cachedValues, it->second.values.size());
+    m_valueCache.erase(it);
+  }
+}
+
+Store::KeyCache* Store::cachedKey(KeyId id) {
+  if (!m_walHeader) return nullptr;
+  if (m_cachedValues > kMaxCachedValues) dropCache();
+  return &m_valueCache[id];
+}
+
+void Store::noteCached(std::size_t values) { m_cachedValues += values; }
+
+bool Store::keyKnownToExist(KeyId id) {
+  const auto it = m_valueCache.find(id);
+  return it != m_valueCache.end() && it->second.exists;
 }
 
 bool Store::initialiseSchema() {
@@ -624,7 +689,11 @@ EStatus Store::withKey(KeyRef& key, bool create, Op&& op) {
   EStatus s = resolveLocked(key, create);
   if (s != EStatus::eOk) return s;
   s = op(key.id);
-  if (s != EStatus::eNotFound || rowExists(key.id)) return s;
+  if (s != EStatus::eNotFound || keyKnownToExist(key.id)) return s;
+  if (rowExists(key.id)) {
+    if (KeyCache* cache = cachedKey(key.id)) cache->exists = true;
+    return s;
+  }
   // The cached id belongs to a key that is gone (deleted, perhaps recreated,
   // by another process): resolve the path again.
   m_pathCache.clear();
@@ -720,6 +789,7 @@ EStatus Store::deleteKey(KeyRef& key) {
       if (rc != SQLITE_DONE) return sqlError(rc, L"deleting a key");
       if (sqlite3_changes(m_db) == 0) return EStatus::eNotFound;
     }
+    dropCache();
     if (!scope.commit()) return EStatus::eError;
     m_pathCache.clear();
     return EStatus::eOk;
@@ -767,6 +837,7 @@ EStatus Store::copyKey(KeyRef& src, KeyRef& dst) {
     }
     if (rc != SQLITE_DONE) return sqlError(rc, L"copying a key");
   }
+  dropCache();
   std::unordered_map<KeyId, KeyId> target{{src.id, dst.id}};
   for (const Node& node : nodes) {
     if (node.id == src.id) continue;
@@ -819,6 +890,7 @@ EStatus Store::renameKey(KeyRef& parent, std::wstring_view oldName, std::wstring
     up.bind(1, from.id);
     up.bindText(2, name);
     const int rc = up.step();
+    dropCache();
     if (rc != SQLITE_DONE) return sqlError(rc, L"renaming a key");
     return EStatus::eOk;
   }
@@ -837,21 +909,72 @@ EStatus Store::renameKey(KeyRef& parent, std::wstring_view oldName, std::wstring
 
 EStatus Store::readValue(KeyRef& key, std::wstring_view name, unsigned& type, Bytes* data) {
   std::lock_guard lock(m_mutex);
-  const auto folded = nameToUtf8(platform::foldCase(name));
+  std::wstring foldedName = platform::foldCase(name);
+  const auto folded = nameToUtf8(foldedName);
   if (!folded) return EStatus::eNotFound;
+  if (!ensureOpen()) return EStatus::eError;
+  syncCache();
   return withKey(key, false, [&](KeyId id) {
-    Statement q(*this, data ? "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2"
-                            : "SELECT type FROM vals WHERE key = ?1 AND folded = ?2");
+    KeyCache* cache = cachedKey(id);
+    if (cache) {
+      if (const auto it = cache->values.find(foldedName); it != cache->values.end()) {
+        if (!it->second.present) return EStatus::eNotFound;
+        type = it->second.type;
+        if (data) *data = it->second.data;
+        return EStatus::eOk;
+      }
+      if (cache->complete) return EStatus::eNotFound;
+    }
+    Statement q(*this, "SELECT type, data, name FROM vals WHERE key = ?1 AND folded = ?2");
     if (!q) return EStatus::eError;
     q.bind(1, id);
     q.bindText(2, *folded);
     const int rc = q.step();
-    if (rc == SQLITE_DONE) return EStatus::eNotFound;
-    if (rc != SQLITE_ROW) return sqlError(rc, L"reading a value");
-    type = static_cast<unsigned>(q.integer(0));
-    if (data) *data = q.blob(1);
-    return EStatus::eOk;
+    if (rc != SQLITE_DONE && rc != SQLITE_ROW) return sqlError(rc, L"reading a value");
+    CachedValue found;
+    found.present = rc == SQLITE_ROW;
+    if (found.present) {
+      found.type = static_cast<unsigned>(q.integer(0));
+      found.data = q.blob(1);
+      found.name = q.name(2);
+      type = found.type;
+      if (data) *data = found.data;
+    }
+    if (cache) {
+      if (found.present) cache->exists = true;
+      cache->values.emplace(std::move(foldedName), std::move(found));
+      noteCached(1);
+      return rc == SQLITE_ROW ? EStatus::eOk : EStatus::eNotFound;
+    }
+    return found.present ? EStatus::eOk : EStatus::eNotFound;
   });
+}
+
+EStatus Store::loadKeyValues(KeyId id, KeyCache& into) {
+  into.values.clear();
+  into.order.clear();
+  Statement q(*this, "SELECT folded, name, type, data FROM vals WHERE key = ?1 ORDER BY id");
+  if (!q) return EStatus::eError;
+  q.bind(1, id);
+  int rc;
+  while ((rc = q.step()) == SQLITE_ROW) {
+    std::wstring folded = q.name(0);
+    CachedValue value;
+    value.name = q.name(1);
+    value.type = static_cast<unsigned>(q.integer(2));
+    value.data = q.blob(3);
+    value.present = true;
+    into.order.push_back(folded);
+    into.values.emplace(std::move(folded), std::move(value));
+  }
+  if (rc != SQLITE_DONE) {
+    into.values.clear();
+    into.order.clear();
+    return sqlError(rc, L"listing values");
+  }
+  into.complete = true;
+  if (!into.order.empty()) into.exists = true;
+  return into.order.empty() ? EStatus::eNotFound : EStatus::eOk;
 }
 
 EStatus Store::writeValue(KeyRef& key, std::wstring_view name, unsigned type, const void* data, std::size_t size,
@@ -875,6 +998,7 @@ EStatus Store::writeValue(KeyRef& key, std::wstring_view name, unsigned type, co
     up.bind(4, static_cast<std::int64_t>(type));
     up.bindBlob(5, data, size);
     const int rc = up.step();
+    dropCachedKey(id);
     if (rc == SQLITE_DONE) return EStatus::eOk;
     if (rc == SQLITE_CONSTRAINT_FOREIGNKEY) return EStatus::eNotFound;  // the key is gone
     noteFailure(rc, L"writing a value");
@@ -893,6 +1017,7 @@ EStatus Store::deleteValue(KeyRef& key, std::wstring_view name) {
     del.bind(1, id);
     del.bindText(2, *folded);
     const int rc = del.step();
+    dropCachedKey(id);
     if (rc != SQLITE_DONE) return sqlError(rc, L"deleting a value");
     return sqlite3_changes(m_db) > 0 ? EStatus::eOk : EStatus::eNotFound;
   });
@@ -913,6 +1038,7 @@ EStatus Store::renameValue(KeyRef& key, std::wstring_view oldName, std::wstring_
     up.bindText(3, *newUtf8);
     up.bindText(4, *newFolded);
     const int rc = up.step();
+    dropCachedKey(id);
     if (rc == SQLITE_CONSTRAINT_UNIQUE) {
       fail(wxString::Format(L"a value named \"%s\" already exists", wxString(newName.data(), newName.size())));
       return EStatus::eError;
@@ -924,32 +1050,39 @@ EStatus Store::renameValue(KeyRef& key, std::wstring_view oldName, std::wstring_
 
 EStatus Store::listValueNames(KeyRef& key, std::vector<std::wstring>& names) {
   std::lock_guard lock(m_mutex);
-  const EStatus s = withKey(key, false, [&](KeyId id) {
-    names.clear();
-    Statement q(*this, "SELECT name FROM vals WHERE key = ?1 ORDER BY id");
-    if (!q) return EStatus::eError;
-    q.bind(1, id);
-    int rc;
-    while ((rc = q.step()) == SQLITE_ROW) names.push_back(q.name(0));
-    if (rc != SQLITE_DONE) return sqlError(rc, L"listing values");
-    return names.empty() ? EStatus::eNotFound : EStatus::eOk;
-  });
-  if (s == EStatus::eNotFound && key.id != 0) return EStatus::eOk;
+  names.clear();
+  std::vector<ValueRecord> values;
+  const EStatus s = listValues(key, values);
+  if (s != EStatus::eOk) return s;
+  names.reserve(values.size());
+  for (auto& v : values) names.push_back(std::move(v.name));
   return s;
 }
 
 EStatus Store::listValues(KeyRef& key, std::vector<ValueRecord>& values) {
   std::lock_guard lock(m_mutex);
+  values.clear();
+  if (!ensureOpen()) return EStatus::eError;
+  syncCache();
   const EStatus s = withKey(key, false, [&](KeyId id) {
     values.clear();
-    Statement q(*this, "SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY id");
-    if (!q) return EStatus::eError;
-    q.bind(1, id);
-    int rc;
-    while ((rc = q.step()) == SQLITE_ROW) {
-      values.push_back({q.name(0), static_cast<unsigned>(q.integer(1)), q.blob(2)});
+    KeyCache* cache = cachedKey(id);
+    KeyCache scratch;
+    KeyCache& snapshot = cache ? *cache : scratch;
+    if (!snapshot.complete) {
+      const std::size_t before = snapshot.values.size();
+      const EStatus loaded = loadKeyValues(id, snapshot);
+      if (loaded == EStatus::eError) return loaded;
+      if (cache) {
+        m_cachedValues -= std::min(m_cachedValues, before);
+        noteCached(snapshot.values.size());
+      }
     }
-    if (rc != SQLITE_DONE) return sqlError(rc, L"listing values");
+    values.reserve(snapshot.order.size());
+    for (const auto& folded : snapshot.order) {
+      const CachedValue& v = snapshot.values.at(folded);
+      values.push_back({v.name, v.type, v.data});
+    }
     return values.empty() ? EStatus::eNotFound : EStatus::eOk;
   });
   if (s == EStatus::eNotFound && key.id != 0) return EStatus::eOk;

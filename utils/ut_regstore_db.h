@@ -25,6 +25,16 @@
 // is seen by every other process at once); after a power failure the last
 // commits may be lost but the file stays consistent.
 //
+// Read cache. Values read are kept in memory per key (complete listings and
+// single lookups, absent names included) while no commit has reached the file.
+// The test is the WAL-index header in shared memory, which every commit in
+// any process rewrites (its change counter and checksums move): SQLite keeps
+// the same comparison to notice other connections' commits. Comparing it
+// costs a few nanoseconds where a read transaction costs microseconds. The
+// header is reached through the VFS's xShmMap on this connection's own
+// mapping; when it is not available (no WAL), nothing is cached. Our own
+// writes drop the cached key at once; rollbacks drop everything.
+//
 // Threads. Every operation takes the store's recursive mutex. A transaction
 // keeps it locked from begin to commit or rollback (see RegTransaction), so
 // other threads wait while this thread's calls go through.
@@ -162,6 +172,7 @@ class Store {
 
   EStatus resolveLocked(KeyRef& key, bool create);
   bool rowExists(KeyId id);
+  bool keyKnownToExist(KeyId id);
   EStatus findChild(KeyId parent, const std::string& folded, KeyId& id);
   // Runs op(id); when it reports eNotFound and the id turns out to be stale,
   // resolves the key again and retries once.
@@ -174,6 +185,32 @@ class Store {
   wxString m_openFile;      // the file m_db has open
   std::vector<std::pair<const char*, sqlite3_stmt*>> m_statements;
   std::unordered_map<std::wstring, KeyId> m_pathCache;  // folded path -> id
+
+  struct CachedValue {
+    std::wstring name;
+    unsigned type = 0;
+    Bytes data;
+    bool present = false;
+  };
+  struct KeyCache {
+    bool complete = false;  // every value of the key is in `values`
+    bool exists = false;    // the key's row was seen under this header
+    std::unordered_map<std::wstring, CachedValue> values;  // by folded name
+    std::vector<std::wstring> order;                       // folded names, when complete
+  };
+  static constexpr std::size_t kWalHeaderBytes = 96;
+  // Brings the cache in line with the file; false when there is no cache.
+  bool syncCache();
+  void dropCache();
+  void dropCachedKey(KeyId id);
+  KeyCache* cachedKey(KeyId id);
+  void noteCached(std::size_t values);
+  void mapWalHeader();
+  EStatus loadKeyValues(KeyId id, KeyCache& into);
+  const volatile unsigned char* m_walHeader = nullptr;
+  unsigned char m_savedHeader[kWalHeaderBytes] = {};
+  std::unordered_map<KeyId, KeyCache> m_valueCache;
+  std::size_t m_cachedValues = 0;
   std::uint64_t m_epoch = 1;
   int m_depth = 0;
   bool m_doomed = false;

@@ -232,9 +232,11 @@ class UT_EXPORT RegConfig : public wxConfigBase {
  protected:
   bool DoReadString(const wxString& key, wxString* value) const override;
   bool DoReadLong(const wxString& key, long* value) const override;
+  bool DoReadLongLong(const wxString& key, wxLongLong_t* value) const override;
   bool DoReadBinary(const wxString& key, wxMemoryBuffer* buf) const override;
   bool DoWriteString(const wxString& key, const wxString& value) override;
   bool DoWriteLong(const wxString& key, long value) override;
+  bool DoWriteLongLong(const wxString& key, wxLongLong_t value) override;
   bool DoWriteBinary(const wxString& key, const wxMemoryBuffer& buf) override;
 
  private:
