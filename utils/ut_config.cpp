@@ -102,7 +102,7 @@ OdString versionKey() {
 OdString readStoreString(const OdString& registryKey, const wchar_t* name) {
   RegKey key(eCurrentUser, wxString(registryKey.c_str()));
   wxString value;
-  if (!key.queryValue(wxString(name), value)) return OdString();
+  if (!key.open(eRead) || !key.queryValue(wxString(name), value)) return OdString();
   return OdString(value.wc_str());
 }
 

@@ -5,3 +5,6 @@
 #include <ut/ut_platform.h>
 #include <ut/ut_regstore.h>
 #include <ut/ut_registry.h>
+#include <ut/ut_confignode.h>
+#include <ut/ut_config.h>
+#include <ut/ut_configstorage.h>
