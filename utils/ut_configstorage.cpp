@@ -2,40 +2,25 @@
 
 #include <ut/ut_regstore.h>
 
+#include "ut_regstore_codec.h"
+#include "ut_regstore_db.h"
+
 #include <wx/config.h>
 #include <wx/log.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <typeinfo>
+#include <unordered_map>
 #include <vector>
 
 namespace ut {
 
 namespace {
 
-// Brings a wxConfigBase back to the current path and environment-variable
-// expansion it had, whatever a walk did to them. Expansion is switched off
-// meanwhile: stored strings are loaded as they are, "%PATH%" included.
-class ConfigStateKeeper {
- public:
-  explicit ConfigStateKeeper(wxConfigBase& config)
-      : m_config(config), m_path(config.GetPath()), m_expand(config.IsExpandingEnvVars()) {
-    // wx reports the root as "", which SetPath() would read as "stay here".
-    if (!m_path.StartsWith(L"/")) m_path.Prepend(L"/");
-    m_config.SetExpandEnvVars(false);
-  }
-  ~ConfigStateKeeper() {
-    m_config.SetPath(m_path);
-    m_config.SetExpandEnvVars(m_expand);
-  }
-  ConfigStateKeeper(const ConfigStateKeeper&) = delete;
-  ConfigStateKeeper& operator=(const ConfigStateKeeper&) = delete;
-
- private:
-  wxConfigBase& m_config;
-  wxString m_path;
-  bool m_expand;
-};
+// --- paths ---------------------------------------------------------------------------
 
 // A root key path in normal form ("/", "/a/b/"), or empty when it has an
 // empty, "." or ".." level.
@@ -60,30 +45,24 @@ OdString normaliseRoot(const OdString& path) {
   }
 }
 
-// A name wxConfigBase can address as one level.
-bool addressable(const wxString& name) {
-  return name.Find(L'/') == wxNOT_FOUND && name != L"." && name != L"..";
+// A name wxConfigBase paths can address as one level.
+bool addressable(std::wstring_view name) {
+  return name.find(L'/') == std::wstring_view::npos && name != L"." && name != L"..";
 }
 
 // "/a/b/" -> "/a/b"; "/" stays.
-wxString keyArg(const wxString& absKeyPath) {
-  wxString k = absKeyPath;
-  if (k.length() > 1 && k.EndsWith(L"/")) k.RemoveLast();
-  return k;
+std::wstring keyArg(std::wstring path) {
+  if (path.size() > 1 && path.back() == L'/') path.pop_back();
+  return path;
 }
 
-// Splits an absolute path into the key that holds the last level and that
+// Splits an absolute path into the key that holds its last level and that
 // level's name: "/a/b/c" -> "/a/b" + "c", "/a/b/" -> "/a" + "b", "/c" -> "/" + "c".
-void splitLeaf(const wxString& absPath, wxString& dir, wxString& leaf) {
-  const wxString p = keyArg(absPath);
-  const int slash = p.Find(L'/', true);
-  dir = slash <= 0 ? wxString(L"/") : p.Left(static_cast<std::size_t>(slash));
-  leaf = p.Mid(static_cast<std::size_t>(slash + 1));
-}
-
-bool keyExists(const wxConfigBase& config, const wxString& absKeyPath) {
-  const wxString k = keyArg(absKeyPath);
-  return k == L"/" || config.HasGroup(k);
+void splitLeaf(const std::wstring& absPath, std::wstring& dir, std::wstring& leaf) {
+  const std::wstring p = keyArg(absPath);
+  const std::size_t slash = p.rfind(L'/');
+  dir = slash == 0 || slash == std::wstring::npos ? std::wstring(L"/") : p.substr(0, slash);
+  leaf = slash == std::wstring::npos ? p : p.substr(slash + 1);
 }
 
 // The node a flush writes for a child: an overlay's wrapped node.
@@ -96,240 +75,438 @@ ConfigNodeBase* unwrap(ConfigNodeBase* node) {
   return node;
 }
 
-// --- load --------------------------------------------------------------------------
+// --- reaching a store ----------------------------------------------------------------
 
-class Loader {
+// One value as a store lists it.
+struct Entry {
+  std::wstring name;  // "" for the key's default value
+  bool number = false;
+  std::uint32_t value = 0;
+  std::wstring text;
+};
+
+// What load and flush need of a store. Keys are absolute "/"-separated paths
+// without a trailing "/" ("/" itself for the top).
+class StoreAccess {
  public:
-  Loader(wxConfigBase& config, bool synced, bool defaults)
-      : m_config(config), m_synced(synced), m_defaults(defaults) {}
+  virtual ~StoreAccess() = default;
+  virtual bool keyExists(const std::wstring& key) = 0;
+  // Subkey names and the values that are numbers or text, in store order.
+  virtual bool list(const std::wstring& key, std::vector<std::wstring>& groups, std::vector<Entry>& entries) = 0;
+  virtual bool writeNumber(const std::wstring& key, const std::wstring& name, std::uint32_t value) = 0;
+  virtual bool writeString(const std::wstring& key, const std::wstring& name, const wchar_t* text) = 0;
+  // Both succeed when there is nothing to delete.
+  virtual bool deleteKey(const std::wstring& key) = 0;
+  virtual bool deleteValue(const std::wstring& key, const std::wstring& name) = 0;
+  virtual bool createKey(const std::wstring& key) = 0;
+  // Whether the store keeps a key's unnamed default value.
+  virtual bool keepsDefaults() const = 0;
+};
 
-  void loadKey(ConfigNodeBase& container, const wxString& absKey) {
-    m_config.SetPath(absKey);
-    std::vector<wxString> groups;
-    std::vector<wxString> entries;
+// Any wxConfigBase, through its public interface.
+class WxAccess final : public StoreAccess {
+ public:
+  explicit WxAccess(wxConfigBase& config)
+      : m_config(config), m_path(config.GetPath()), m_expand(config.IsExpandingEnvVars()),
+        m_defaults(dynamic_cast<const RegConfig*>(&config) != nullptr) {
+    // wx reports the top as "", which SetPath() would read as "stay here".
+    if (!m_path.StartsWith(L"/")) m_path.Prepend(L"/");
+    // Stored strings are loaded as they are, "%PATH%" included.
+    m_config.SetExpandEnvVars(false);
+  }
+  ~WxAccess() override {
+    m_config.SetPath(m_path);
+    m_config.SetExpandEnvVars(m_expand);
+  }
+  WxAccess(const WxAccess&) = delete;
+  WxAccess& operator=(const WxAccess&) = delete;
+
+  bool keyExists(const std::wstring& key) override { return key == L"/" || m_config.HasGroup(key); }
+
+  bool list(const std::wstring& key, std::vector<std::wstring>& groups, std::vector<Entry>& entries) override {
+    enter(key);
     wxString name;
     long index = 0;
     for (bool more = m_config.GetFirstGroup(name, index); more; more = m_config.GetNextGroup(name, index)) {
-      if (!name.empty() && addressable(name)) groups.push_back(name);
+      groups.push_back(name.ToStdWstring());
     }
+    std::vector<wxString> names;
     for (bool more = m_config.GetFirstEntry(name, index); more; more = m_config.GetNextEntry(name, index)) {
-      if ((m_defaults || !name.empty()) && addressable(name)) entries.push_back(name);
+      if (!name.empty() || m_defaults) names.push_back(name);
     }
-
-    const std::wstring base(container.path().c_str());
-    for (const auto& entry : entries) {
-      if (entry.empty()) {
-        // The key's own default value belongs to its container.
-        readValue(entry, container);
-        continue;
+    for (const auto& n : names) {
+      Entry e;
+      e.name = n.ToStdWstring();
+      if (m_config.GetEntryType(n) == wxConfigBase::Type_Integer) {
+        long number = 0;
+        if (!m_config.Read(n, &number)) continue;
+        e.number = true;
+        e.value = static_cast<std::uint32_t>(number);
+      } else {
+        wxString text;
+        if (!m_config.Read(n, &text)) continue;  // binary data and the like
+        e.text = text.ToStdWstring();
       }
-      ConfigNodePtr node = ConfigNode::createNode(OdString(base + entry.ToStdWstring()));
-      if (!readValue(entry, *node)) continue;
-      if (m_synced) node->markSaved();
-      container.addChild(std::move(node));
+      entries.push_back(std::move(e));
     }
-    for (const auto& group : groups) {
-      ConfigNodePtr child = ConfigNode::createNode(OdString(base + group.ToStdWstring() + L"/"));
-      container.addChild(child);
-      loadKey(*child, absKey == L"/" ? absKey + group : absKey + L"/" + group);
-    }
-    container.unTouch();
-    if (m_synced) container.markSaved();
+    return true;
   }
 
- private:
-  // Reads one entry of the current key into a node; false when it is neither
-  // a number nor text (binary data).
-  bool readValue(const wxString& entry, ConfigNodeBase& node) {
-    if (m_config.GetEntryType(entry) == wxConfigBase::Type_Integer) {
-      long number = 0;
-      if (!m_config.Read(entry, &number)) return false;
-      return node.setULong(static_cast<unsigned long>(static_cast<std::uint32_t>(number)));
-    }
-    wxString text;
-    if (!m_config.Read(entry, &text)) return false;
-    return node.setString(text.wc_str());
+  bool writeNumber(const std::wstring& key, const std::wstring& name, std::uint32_t value) override {
+    enter(key);
+    return m_config.Write(wxString(name), static_cast<unsigned long>(value));
   }
 
-  wxConfigBase& m_config;
-  bool m_synced;
-  bool m_defaults;
-};
-
-// --- flush -------------------------------------------------------------------------
-
-class Flusher {
- public:
-  Flusher(wxConfigBase& config, const OdString& root, bool incremental, bool defaults)
-      : m_config(config), m_root(root.c_str()), m_incremental(incremental), m_defaults(defaults) {}
-
-  bool flushNode(const ConfigNodePtr& node, bool force) {
-    if (!node || dynamic_cast<const ConfigNoNode*>(node.get()) != nullptr) return true;
-    ConfigNodeBase* target = unwrap(node.get());
-    if (target == nullptr) return true;
-    const wxString abs = m_root + wxString(node->path().c_str());
-
-    if (node->isDestructiveWrite() && (!m_incremental || force || node->isNew())) {
-      if (!destroy(abs, node->isContainerNode())) return false;
-      force = true;
-    }
-    if (target->type() == ConfigValBase::kNone) return true;
-
-    const bool all = !m_incremental || force;
-    if (!target->isContainerNode()) {
-      if (!all && !target->isNew() && !target->isModified()) return true;
-      wxString dir;
-      wxString leaf;
-      splitLeaf(abs, dir, leaf);
-      return writeValue(*target, dir, leaf);
-    }
-
-    const bool fresh = all || target->isNew();
-    if ((fresh || target->isModified()) && m_defaults && !writeValue(*target, keyArg(abs), wxString())) return false;
-    for (const auto& child : target->children()) {
-      if (!flushNode(child, fresh)) return false;
-    }
-    return !fresh || ensureKey(abs);
+  bool writeString(const std::wstring& key, const std::wstring& name, const wchar_t* text) override {
+    enter(key);
+    return m_config.Write(wxString(name), wxString(text));
   }
 
- private:
-  void enter(const wxString& dir) {
-    if (dir != m_current) {
-      m_config.SetPath(dir);
-      m_current = dir;
-    }
-  }
-
-  bool writeValue(const ConfigNodeBase& node, const wxString& dir, const wxString& leaf) {
-    unsigned long number = 0;
-    OdString text;
-    if (node.getULong(number)) {
-      enter(dir);
-      return m_config.Write(leaf, number);
-    }
-    if (node.getString(text)) {
-      enter(dir);
-      return m_config.Write(leaf, wxString(text.c_str()));
-    }
-    return true;  // no value: nothing to write
-  }
-
-  bool destroy(const wxString& abs, bool key) {
-    wxString dir;
-    wxString leaf;
-    splitLeaf(abs, dir, leaf);
-    if (leaf.empty()) return false;  // the company key itself cannot go
+  bool deleteKey(const std::wstring& key) override {
+    std::wstring dir;
+    std::wstring leaf;
+    splitLeaf(key, dir, leaf);
+    if (leaf.empty()) return false;  // the top cannot go
     enter(dir);
-    bool ok = true;
-    if (key) {
-      if (m_config.HasGroup(leaf)) ok = m_config.DeleteGroup(leaf);
-    } else if (m_config.HasEntry(leaf)) {
-      ok = m_config.DeleteEntry(leaf, false);
-    }
-    // Deleting may move the current path; set it afresh next time.
+    const bool ok = !m_config.HasGroup(leaf) || m_config.DeleteGroup(leaf);
+    m_current.clear();  // deleting may move the current path
+    return ok;
+  }
+
+  bool deleteValue(const std::wstring& key, const std::wstring& name) override {
+    enter(key);
+    const bool ok = !m_config.HasEntry(name) || m_config.DeleteEntry(name, false);
     m_current.clear();
     return ok;
   }
 
-  // A new key without values would not reach the store by writes alone.
-  bool ensureKey(const wxString& abs) {
-    const wxString k = keyArg(abs);
-    if (keyExists(m_config, k)) return true;
-    enter(k);
+  bool createKey(const std::wstring& key) override {
+    if (keyExists(key)) return true;
+    // wxConfigBase makes keys only as a side effect of writing into them.
+    enter(key);
     const wxString probe = L"ut-new-key";
     const bool ok = m_config.Write(probe, wxString()) && m_config.DeleteEntry(probe, false);
     m_current.clear();
     return ok;
   }
 
+  bool keepsDefaults() const override { return m_defaults; }
+
+ private:
+  void enter(const std::wstring& key) {
+    if (key != m_current) {
+      m_config.SetPath(key);
+      m_current = key;
+    }
+  }
+
   wxConfigBase& m_config;
-  wxString m_root;
-  wxString m_current;
-  bool m_incremental;
+  wxString m_path;
+  bool m_expand;
   bool m_defaults;
+  std::wstring m_current;
 };
 
-void markSubtreeSaved(ConfigNodeBase* node) {
-  if (node == nullptr) return;
-  node->markSaved();
-  ConfigNodeBase* target = unwrap(node);
-  if (target == nullptr) return;
-  target->markSaved();
-  target->unTouch();
-  for (const auto& child : target->children()) markSubtreeSaved(child.get());
-}
+// The registry store itself, below the company key. Reading a whole key at
+// once and addressing keys without a configuration object's current path
+// makes loading and flushing large trees several times cheaper; what is read
+// and written is exactly what RegConfig reads and writes.
+class RegistryAccess final : public StoreAccess {
+ public:
+  explicit RegistryAccess(std::wstring companyKey) : m_company(std::move(companyKey)) {}
 
-// Only the registry store knows a key's unnamed default value; other
-// wxConfigBase classes refuse or drop empty entry names.
-bool supportsDefaultValues(const wxConfigBase& config) { return dynamic_cast<const RegConfig*>(&config) != nullptr; }
+  bool keyExists(const std::wstring& key) override { return key == L"/" || store().exists(ref(key)); }
 
-}  // namespace
-
-// --- ConfigStorageBase ---------------------------------------------------------------
-
-ConfigStorageBase::~ConfigStorageBase() = default;
-
-// --- ConfigStorage -------------------------------------------------------------------
-
-ConfigStorage::ConfigStorage(const OdString& rootPath) : m_root(normaliseRoot(rootPath)) {
-  m_valid = !m_root.isEmpty();
-}
-
-OdString ConfigStorage::rootPath() const { return m_root; }
-
-bool ConfigStorage::rootExists() const {
-  wxConfigBase* cfg = config();
-  if (!m_valid || cfg == nullptr) return false;
-  ConfigStateKeeper keep(*cfg);
-  return keyExists(*cfg, wxString(m_root.c_str()));
-}
-
-bool ConfigStorage::load(const ConfigNodePtr& node, bool synced) {
-  wxConfigBase* cfg = config();
-  if (!m_valid || cfg == nullptr || !node || !node->isContainerNode() || node->type() == ConfigValBase::kNone) {
-    return false;
+  bool list(const std::wstring& key, std::vector<std::wstring>& groups, std::vector<Entry>& entries) override {
+    regstore::KeyRef& k = ref(key);
+    if (store().listSubKeys(k, groups) == regstore::EStatus::eError) return false;
+    m_records.clear();
+    if (store().listValues(k, m_records) == regstore::EStatus::eError) return false;
+    for (auto& r : m_records) {
+      Entry e;
+      switch (r.type) {
+        case eRegSz:
+        case eRegExpandSz:
+          e.text = regstore::decodeRegString(r.data.data(), r.data.size());
+          break;
+        case eRegDword: {
+          const auto v = regstore::decodeDword(r.data.data(), r.data.size());
+          if (!v) continue;
+          e.number = true;
+          e.value = *v;
+          break;
+        }
+        case eRegQword: {
+          // A number as wide as this keeps its low 32 bits, as in RegConfig.
+          const auto v = regstore::decodeQword(r.data.data(), r.data.size());
+          if (!v) continue;
+          e.number = true;
+          e.value = static_cast<std::uint32_t>(*v);
+          break;
+        }
+        default:
+          continue;  // binary data and the like are not configuration values
+      }
+      e.name = std::move(r.name);
+      entries.push_back(std::move(e));
+    }
+    return true;
   }
-  ConfigStateKeeper keep(*cfg);
-  const bool registry = supportsDefaultValues(*cfg);
-  // Over the registry store the whole walk reads one consistent state, even
-  // while other processes write.
-  std::unique_ptr<RegTransaction> snapshot;
-  if (registry) {
-    snapshot = std::make_unique<RegTransaction>();
-    if (!snapshot->isActive()) return false;
+
+  bool writeNumber(const std::wstring& key, const std::wstring& name, std::uint32_t value) override {
+    const regstore::Bytes data = regstore::encodeDword(value);
+    return store().writeValue(ref(key), name, eRegDword, data.data(), data.size(), true) == regstore::EStatus::eOk;
   }
-  const wxString abs = wxString(m_root.c_str()) + wxString(node->path().c_str());
-  if (!keyExists(*cfg, abs)) return false;
-  Loader(*cfg, synced, registry).loadKey(*node, keyArg(abs));
-  return !snapshot || snapshot->commit();
+
+  bool writeString(const std::wstring& key, const std::wstring& name, const wchar_t* text) override {
+    const regstore::Bytes data = regstore::encodeUtf16le(text);
+    return store().writeValue(ref(key), name, eRegSz, data.data(), data.size(), true) == regstore::EStatus::eOk;
+  }
+
+  bool deleteKey(const std::wstring& key) override {
+    if (key == L"/") return false;  // the company key cannot go
+    const regstore::EStatus s = store().deleteKey(ref(key));
+    return s == regstore::EStatus::eOk || (s == regstore::EStatus::eNotFound && !store().exists(ref(key)));
+  }
+
+  bool deleteValue(const std::wstring& key, const std::wstring& name) override {
+    return store().deleteValue(ref(key), name) != regstore::EStatus::eError;
+  }
+
+  bool createKey(const std::wstring& key) override {
+    return store().resolve(ref(key), true) == regstore::EStatus::eOk;
+  }
+
+  bool keepsDefaults() const override { return true; }
+
+ private:
+  static regstore::Store& store() { return regstore::Store::instance(); }
+
+  // One resolved key per path for the whole operation.
+  regstore::KeyRef& ref(const std::wstring& key) {
+    const auto it = m_refs.find(key);
+    if (it != m_refs.end()) return it->second;
+    std::wstring path = m_company;
+    for (const wchar_t c : key) path += c == L'/' ? L'\\' : c;
+    return m_refs.emplace(key, regstore::KeyRef::make(eCurrentUser, path)).first->second;
+  }
+
+  std::wstring m_company;
+  std::unordered_map<std::wstring, regstore::KeyRef> m_refs;
+  std::vector<regstore::ValueRecord> m_records;
+};
+
+// --- load ------------------------------------------------------------------------------
+
+class Loader {
+ public:
+  Loader(StoreAccess& access, bool synced) : m_access(access), m_synced(synced) {}
+
+  bool loadKey(ConfigNodeBase& container, const std::wstring& key) {
+    std::vector<std::wstring> groups;
+    std::vector<Entry> entries;
+    if (!m_access.list(key, groups, entries)) return false;
+
+    const std::wstring base(container.path().c_str());
+    std::wstring path;
+    for (const auto& e : entries) {
+      if (!addressable(e.name)) continue;
+      if (e.name.empty()) {
+        // The key's own default value belongs to its container.
+        if (m_access.keepsDefaults()) set(container, e);
+        continue;
+      }
+      path.assign(base).append(e.name);
+      ConfigNodePtr node = ConfigNode::createNode(OdString(path));
+      set(*node, e);
+      if (m_synced) node->markSaved();
+      container.addChild(std::move(node));
+    }
+    for (const auto& g : groups) {
+      if (g.empty() || !addressable(g)) continue;
+      path.assign(base).append(g).append(L"/");
+      ConfigNodePtr child = ConfigNode::createNode(OdString(path));
+      container.addChild(child);
+      if (!loadKey(*child, key == L"/" ? key + g : key + L"/" + g)) return false;
+    }
+    container.unTouch();
+    if (m_synced) container.markSaved();
+    return true;
+  }
+
+ private:
+  static void set(ConfigNodeBase& node, const Entry& e) {
+    if (e.number) {
+      node.setULong(e.value);
+    } else {
+      node.setString(e.text.c_str());
+    }
+  }
+
+  StoreAccess& m_access;
+  bool m_synced;
+};
+
+bool loadTree(StoreAccess& access, const OdString& root, const ConfigNodePtr& node, bool synced) {
+  if (root.isEmpty() || !node || !node->isContainerNode() || node->type() == ConfigValBase::kNone) return false;
+  const std::wstring key = keyArg(std::wstring(root.c_str()) + node->path().c_str());
+  if (!access.keyExists(key)) return false;
+  return Loader(access, synced).loadKey(*node, key);
 }
 
-bool ConfigStorage::flush(const ConfigNodePtr& node, bool incremental) {
-  wxConfigBase* cfg = config();
-  if (!m_valid || cfg == nullptr || !node) return false;
-  ConfigStateKeeper keep(*cfg);
-  const bool registry = supportsDefaultValues(*cfg);
-  Flusher flusher(*cfg, m_root, incremental, registry);
+// --- flush -------------------------------------------------------------------------------
+
+class Flusher {
+ public:
+  Flusher(StoreAccess& access, const OdString& root, bool incremental)
+      : m_access(access), m_root(root.c_str()), m_incremental(incremental) {}
+
+  bool flushNode(const ConfigNodePtr& node, bool force) {
+    if (!node) return true;
+    ConfigNodeBase* target = node.get();
+    // Most nodes of a large tree are plain values and keys with nothing to
+    // write. For those exact kinds the marks alone decide, without asking
+    // the node's value (one more object to fetch from memory per node): an
+    // unmarked plain node has no deletion pending and nothing to write.
+    const std::type_info& kind = typeid(*node);
+    const bool plainValue = kind == typeid(ConfigNode);
+    const bool plainKey = !plainValue && kind == typeid(ConfigContainerNode);
+    const bool settled = m_incremental && !force && !node->isNew();
+    if (plainValue && settled && !node->isModified()) return true;
+    if ((plainValue || plainKey) && settled) {
+      // no deletion pending: straight to the writes
+    } else if (node->isDestructiveWrite()) {
+      if (dynamic_cast<const ConfigNoNode*>(node.get()) != nullptr) return true;  // stands for nothing
+      target = unwrap(node.get());
+      if (target == nullptr) return true;
+      if (!m_incremental || force || node->isNew()) {
+        if (!destroy(*node)) return false;
+        force = true;
+      }
+      if (target != node.get()) noteVisited(*node);
+      if (target->type() == ConfigValBase::kNone) {
+        noteVisited(*target);
+        return true;
+      }
+    }
+
+    const bool all = !m_incremental || force;
+    if (!target->isContainerNode()) {
+      if (!all && !target->isNew() && !target->isModified()) return true;
+      noteVisited(*target);
+      std::wstring dir;
+      std::wstring leaf;
+      splitLeaf(absolute(*target), dir, leaf);
+      return writeValue(*target, dir, leaf);
+    }
+
+    const bool fresh = all || target->isNew();
+    if (fresh || target->isModified() || target->isTouched()) noteVisited(*target);
+    if ((fresh || target->isModified()) && m_access.keepsDefaults() &&
+        !writeValue(*target, keyArg(absolute(*target)), std::wstring())) {
+      return false;
+    }
+    for (const auto& child : target->children()) {
+      if (!flushNode(child, fresh)) return false;
+    }
+    // A new key without values would not reach the store by writes alone.
+    return !fresh || m_access.createKey(keyArg(absolute(*target)));
+  }
+
+  // Once the store took everything: the nodes that carried marks no longer
+  // differ from it.
+  void markSaved() {
+    for (ConfigNodeBase* node : m_visited) {
+      node->markSaved();
+      node->unTouch();
+    }
+  }
+
+ private:
+  std::wstring absolute(const ConfigNodeBase& node) const { return m_root + node.path().c_str(); }
+
+  void noteVisited(ConfigNodeBase& node) {
+    if (m_incremental) m_visited.push_back(&node);
+  }
+
+  bool writeValue(const ConfigNodeBase& node, const std::wstring& key, const std::wstring& name) {
+    unsigned long number = 0;
+    OdString text;
+    if (node.getULong(number)) return m_access.writeNumber(key, name, static_cast<std::uint32_t>(number));
+    if (node.getString(text)) return m_access.writeString(key, name, text.c_str());
+    return true;  // no value: nothing to write
+  }
+
+  bool destroy(const ConfigNodeBase& node) {
+    if (node.isContainerNode()) return m_access.deleteKey(keyArg(absolute(node)));
+    std::wstring dir;
+    std::wstring leaf;
+    splitLeaf(absolute(node), dir, leaf);
+    return m_access.deleteValue(dir, leaf);
+  }
+
+  StoreAccess& m_access;
+  std::wstring m_root;
+  bool m_incremental;
+  // Raw pointers into the tree the caller holds for the whole flush.
+  std::vector<ConfigNodeBase*> m_visited;
+};
+
+// Runs a flush; over the registry store inside one transaction, so that it
+// lands completely or not at all.
+bool flushTree(StoreAccess& access, const OdString& root, const ConfigNodePtr& node, bool incremental,
+               bool transactional, wxConfigBase* flushAfter) {
+  if (root.isEmpty() || !node) return false;
+  Flusher flusher(access, root, incremental);
   bool ok = false;
-  if (registry) {
+  if (transactional) {
     RegTransaction transaction;
     ok = transaction.isActive() && flusher.flushNode(node, false) && transaction.commit();
   } else {
-    ok = flusher.flushNode(node, false) && cfg->Flush();
+    ok = flusher.flushNode(node, false) && (flushAfter == nullptr || flushAfter->Flush());
   }
-  if (ok && incremental) markSubtreeSaved(node.get());
+  if (ok) flusher.markSaved();
   return ok;
 }
 
-// --- ConfigRegistryStorage -----------------------------------------------------------
+std::wstring companyKey() { return std::wstring(Config::companyRoot(eCfgPathRegistry).c_str()); }
 
-ConfigRegistryStorage::ConfigRegistryStorage(const OdString& rootPath)
-    : ConfigStorage(rootPath),
-      m_config(std::make_shared<RegConfig>(wxString(Config::companyRoot(eCfgPathRegistry).c_str()))) {}
+}  // namespace
 
-wxConfigBase* ConfigRegistryStorage::config() const { return m_config.get(); }
+// --- ConfigStorageBase -------------------------------------------------------------------
 
-// --- ConfigStorageWx -----------------------------------------------------------------
+ConfigStorageBase::~ConfigStorageBase() = default;
+
+// --- ConfigStorage -----------------------------------------------------------------------
+
+ConfigStorage::ConfigStorage(const OdString& rootPath) : m_root(normaliseRoot(rootPath)) {}
+
+OdString ConfigStorage::rootPath() const { return m_root; }
+
+// --- ConfigRegistryStorage ---------------------------------------------------------------
+
+ConfigRegistryStorage::ConfigRegistryStorage(const OdString& rootPath) : ConfigStorage(rootPath) {}
+
+bool ConfigRegistryStorage::rootExists() const {
+  if (rootPath().isEmpty()) return false;
+  RegistryAccess access(companyKey());
+  return access.keyExists(keyArg(std::wstring(rootPath().c_str())));
+}
+
+bool ConfigRegistryStorage::load(const ConfigNodePtr& node, bool synced) {
+  RegistryAccess access(companyKey());
+  // The whole walk reads one consistent state, even while other processes
+  // write.
+  RegTransaction snapshot;
+  return snapshot.isActive() && loadTree(access, rootPath(), node, synced) && snapshot.commit();
+}
+
+bool ConfigRegistryStorage::flush(const ConfigNodePtr& node, bool incremental) {
+  RegistryAccess access(companyKey());
+  return flushTree(access, rootPath(), node, incremental, true, nullptr);
+}
+
+// --- ConfigStorageWx ---------------------------------------------------------------------
 
 ConfigStorageWx::ConfigStorageWx(const OdString& rootPath, std::shared_ptr<wxConfigBase> config)
     : ConfigStorage(rootPath), m_config(std::move(config)) {}
@@ -337,26 +514,38 @@ ConfigStorageWx::ConfigStorageWx(const OdString& rootPath, std::shared_ptr<wxCon
 ConfigStorageWx::ConfigStorageWx(const OdString& rootPath, wxConfigBase& config)
     : ConfigStorage(rootPath), m_config(std::shared_ptr<wxConfigBase>(), &config) {}
 
-wxConfigBase* ConfigStorageWx::config() const { return m_config.get(); }
+bool ConfigStorageWx::load(const ConfigNodePtr& node, bool synced) {
+  if (!m_config) return false;
+  const bool registry = dynamic_cast<const RegConfig*>(m_config.get()) != nullptr;
+  std::optional<RegTransaction> snapshot;
+  if (registry) {
+    snapshot.emplace();
+    if (!snapshot->isActive()) return false;
+  }
+  WxAccess access(*m_config);
+  return loadTree(access, rootPath(), node, synced) && (!snapshot || snapshot->commit());
+}
 
-// --- ConfigManagerBase ---------------------------------------------------------------
+bool ConfigStorageWx::flush(const ConfigNodePtr& node, bool incremental) {
+  if (!m_config) return false;
+  const bool registry = dynamic_cast<const RegConfig*>(m_config.get()) != nullptr;
+  WxAccess access(*m_config);
+  return flushTree(access, rootPath(), node, incremental, registry, registry ? nullptr : m_config.get());
+}
+
+// --- ConfigManagerBase -------------------------------------------------------------------
 
 ConfigManagerBase::~ConfigManagerBase() = default;
 
 std::shared_ptr<ConfigStorageBase> ConfigManagerBase::createStorage(const OdString& path, bool create) {
-  const OdString root = normaliseRoot(path);
-  if (root.isEmpty()) return nullptr;
+  auto storage = std::make_shared<ConfigRegistryStorage>(path);
+  if (storage->rootPath().isEmpty()) return nullptr;
   wxLogNull quiet;
   if (!RegStore::open()) return nullptr;
-  auto storage = std::make_shared<ConfigRegistryStorage>(root);
   if (storage->rootExists()) return storage;
   if (!create) return nullptr;
-  std::wstring below(root.c_str());
-  for (auto& c : below) {
-    if (c == L'/') c = L'\\';
-  }
-  RegKey key(eCurrentUser, wxString(Config::companyRoot(eCfgPathRegistry).c_str()) + wxString(below));
-  if (!key.create()) return nullptr;
+  RegistryAccess access(companyKey());
+  if (!access.createKey(keyArg(std::wstring(storage->rootPath().c_str())))) return nullptr;
   return storage;
 }
 

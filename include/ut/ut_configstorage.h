@@ -35,8 +35,11 @@
 //    root key when it is missing; with false a missing root gives no storage.
 //  - A flush over the registry store (ConfigRegistryStorage, or
 //    ConfigStorageWx over a RegConfig) runs in one RegTransaction: a process
-//    killed in the middle leaves the store as it was before the flush. Over
+//    killed in the middle leaves the store as it was before the flush, and a
+//    flush that fails writes nothing and leaves the marks as they were. Over
 //    another wxConfigBase the flush ends with wxConfigBase::Flush().
+//  - A key's unnamed default value is kept only by the registry store; over
+//    other wxConfigBase classes it is neither loaded nor written.
 //  - Names that cannot be addressed through wxConfigBase paths (holding "/",
 //    or "." and "..") are not loaded.
 //  - Over a wxConfigBase that cannot tell numbers from strings (its
@@ -84,53 +87,46 @@ class UT_EXPORT ConfigStorageBase {
   virtual OdString rootPath() const = 0;
 };
 
-// A storage bound to one root key of a wxConfigBase. Load and flush are the
-// same for every store; subclasses say how the store is reached.
+// A storage bound to one root key. Every storage loads and flushes by the
+// same algorithm; subclasses say how the store is reached.
 class UT_EXPORT ConfigStorage : public ConfigStorageBase {
  public:
   // The root is normalised: "\" counts as "/", a leading and a trailing "/"
-  // are added. A root with an empty level ("a//b") binds nothing: every
-  // operation then fails.
+  // are added. A root with an empty, "." or ".." level binds nothing: its
+  // rootPath() is empty and every load and flush fails.
   explicit ConfigStorage(const OdString& rootPath);
 
-  bool load(const ConfigNodePtr& node, bool synced) override;
-  bool flush(const ConfigNodePtr& node, bool incremental) override;
   OdString rootPath() const override;
-
-  // Whether the root key exists in the store.
-  bool rootExists() const;
-
- protected:
-  // The store object; null when there is none.
-  virtual wxConfigBase* config() const = 0;
 
  private:
   OdString m_root;
-  bool m_valid = false;
 };
 
-// The per-user registry store, through a RegConfig rooted at the company key
-// (HKEY_CURRENT_USER\Software\TVCAD).
+// The per-user registry store below the company key
+// (HKEY_CURRENT_USER\Software\TVCAD): what a RegConfig rooted there reads and
+// writes, reached directly. Loading reads one consistent state of the store.
 class UT_EXPORT ConfigRegistryStorage : public ConfigStorage {
  public:
   explicit ConfigRegistryStorage(const OdString& rootPath);
 
- protected:
-  wxConfigBase* config() const override;
+  bool load(const ConfigNodePtr& node, bool synced) override;
+  bool flush(const ConfigNodePtr& node, bool incremental) override;
 
- private:
-  std::shared_ptr<wxConfigBase> m_config;
+  // Whether the root key exists in the store.
+  bool rootExists() const;
 };
 
 // Any wxConfigBase: shared with the caller, or borrowed (the caller keeps it
-// alive as long as the storage and its copies are used).
+// alive as long as the storage and its copies are used). Its current path and
+// environment-variable expansion are as they were after every call; strings
+// are read without expanding variables.
 class UT_EXPORT ConfigStorageWx : public ConfigStorage {
  public:
   ConfigStorageWx(const OdString& rootPath, std::shared_ptr<wxConfigBase> config);
   ConfigStorageWx(const OdString& rootPath, wxConfigBase& config);
 
- protected:
-  wxConfigBase* config() const override;
+  bool load(const ConfigNodePtr& node, bool synced) override;
+  bool flush(const ConfigNodePtr& node, bool incremental) override;
 
  private:
   std::shared_ptr<wxConfigBase> m_config;
