@@ -13,7 +13,10 @@ std::wstring_view view(const OdString& s) {
 }
 
 std::string keyOf(const OdString& path) {
-  return platform::sortKeyNoCase(view(path));
+  std::string key = platform::sortKeyNoCase(view(path));
+  // Kept for the node's life and read by every comparison: no spare room.
+  key.shrink_to_fit();
+  return key;
 }
 
 bool endsWithSlash(const OdString& path) {
@@ -196,29 +199,35 @@ bool ConfigContainerNode::isContainerNode() const { return true; }
 const ConfigNodeSet& ConfigContainerNode::children() const { return m_children; }
 
 ConfigNodePtr ConfigContainerNode::childAt(const OdString& relativePath) const {
+  // Level by level through each node's children(), which every node kind
+  // answers as its own childAt() would search (an overlay with its wrapped
+  // node's, a leaf or tombstone with none); one path buffer serves all levels.
   std::wstring_view rest = view(relativePath);
   while (!rest.empty() && rest.front() == L'/') rest.remove_prefix(1);
   if (rest.empty()) return nullptr;
 
-  const std::size_t slash = rest.find(L'/');
-  const std::wstring_view component = rest.substr(0, slash);
+  const ConfigNodeSet* children = &m_children;
   std::wstring fullPath(view(m_path));
-  fullPath.append(component);
-
-  if (slash == std::wstring_view::npos) {
-    // The last component may name a value or a key.
-    if (auto value = findChild(m_children, fullPath)) return value;
+  ConfigNodePtr current;  // keeps the level being searched alive
+  while (true) {
+    const std::size_t slash = rest.find(L'/');
+    fullPath.append(rest.substr(0, slash));
+    if (slash == std::wstring_view::npos) {
+      // The last component may name a value or a key.
+      if (auto value = findChild(*children, fullPath)) return value;
+      fullPath.push_back(L'/');
+      return findChild(*children, fullPath);
+    }
+    // An intermediate component always names a key, whose path ends in "/".
     fullPath.push_back(L'/');
-    return findChild(m_children, fullPath);
+    ConfigNodePtr child = findChild(*children, fullPath);
+    rest.remove_prefix(slash);
+    while (!rest.empty() && rest.front() == L'/') rest.remove_prefix(1);
+    if (!child || rest.empty()) return child;
+    current = std::move(child);
+    children = &current->children();
+    fullPath.assign(view(current->path()));
   }
-
-  // An intermediate component always names a key, whose path ends in "/".
-  fullPath.push_back(L'/');
-  ConfigNodePtr child = findChild(m_children, fullPath);
-  std::wstring_view tail = rest.substr(slash);
-  while (!tail.empty() && tail.front() == L'/') tail.remove_prefix(1);
-  if (!child || tail.empty()) return child;
-  return child->childAt(OdString(std::wstring(tail).c_str()));
 }
 
 bool ConfigContainerNode::addChild(ConfigNodePtr child) {
