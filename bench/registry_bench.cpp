@@ -100,7 +100,7 @@ void writeFileConfig(const wxString& file) {
   config.Flush();
 }
 
-void BM_RegistryExport(benchmark::State& state) {
+void BM_Registry_Export(benchmark::State& state) {
   const wxLogNull quiet;
   if (!fillStore()) {
     state.SkipWithError("cannot fill the store");
@@ -112,17 +112,17 @@ void BM_RegistryExport(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kValues);
 }
-BENCHMARK(BM_RegistryExport)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Registry_Export)->Unit(benchmark::kMillisecond);
 
-void BM_WxFileConfigWrite(benchmark::State& state) {
+void BM_Registry_ExportFileConfig(benchmark::State& state) {
   const wxLogNull quiet;
   const wxString file = scratch().file("config.ini");
   for (auto _ : state) writeFileConfig(file);
   state.SetItemsProcessed(state.iterations() * kValues);
 }
-BENCHMARK(BM_WxFileConfigWrite)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Registry_ExportFileConfig)->Unit(benchmark::kMillisecond);
 
-void BM_RegistryImport(benchmark::State& state) {
+void BM_Registry_Import(benchmark::State& state) {
   const wxLogNull quiet;
   const wxString file = scratch().file("import.reg");
   if (!fillStore() || !ut::Registry::exportKey(kKeyName, file, false)) {
@@ -134,9 +134,9 @@ void BM_RegistryImport(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kValues);
 }
-BENCHMARK(BM_RegistryImport)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Registry_Import)->Unit(benchmark::kMillisecond);
 
-void BM_WxFileConfigRead(benchmark::State& state) {
+void BM_Registry_ImportFileConfig(benchmark::State& state) {
   const wxLogNull quiet;
   const wxString file = scratch().file("read.ini");
   writeFileConfig(file);
@@ -157,6 +157,6 @@ void BM_WxFileConfigRead(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kValues);
 }
-BENCHMARK(BM_WxFileConfigRead)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Registry_ImportFileConfig)->Unit(benchmark::kMillisecond);
 
 }  // namespace

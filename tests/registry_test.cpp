@@ -37,7 +37,7 @@ class LogCapture : public wxLog {
   }
 
  protected:
-  void DoLogTextAtLevel(wxLogLevel, const wxString& msg) override { messages.push_back(msg); }
+  void DoLogRecord(wxLogLevel, const wxString& msg, const wxLogRecordInfo&) override { messages.push_back(msg); }
 
  private:
   wxLog* m_previous;
@@ -600,4 +600,29 @@ TEST_F(RegistryTest, UninterpretedTypesAreReportedNotImported) {
   EXPECT_EQ(log.messages.size(), 1u);
   EXPECT_TRUE(Registry::verifyValue(ut::eCurrentUser, L"Software\\TVCAD\\U", L"after"));
   EXPECT_FALSE(Registry::verifyValue(ut::eCurrentUser, L"Software\\TVCAD\\U", L"link"));
+}
+
+TEST_F(RegistryTest, KeysThatCannotBeCreatedAreCountedOnce) {
+  // Key names are limited to 255 UTF-16 units.
+  const std::string tooLong(300, 'k');
+  ASSERT_TRUE(ut::test::writeFileBytes(m_dir / "long.reg",
+                                       "Windows Registry Editor Version 5.00\r\n"
+                                       "[HKEY_CURRENT_USER\\Software\\TVCAD\\" + tooLong + "]\r\n"
+                                       "\"a\"=dword:1\r\n"
+                                       "\"b\"=dword:2\r\n"
+                                       "[HKEY_CURRENT_USER\\Software\\TVCAD\\Fine]\r\n"
+                                       "\"c\"=dword:3\r\n"
+                                       "[HKEY_CURRENT_USER\\Software\\TVCAD\\" + tooLong + "\\Sub]\r\n"
+                                       "\"d\"=dword:4\r\n"));
+  LogCapture log;
+  EXPECT_FALSE(Registry::importKey(path("long.reg"), true));
+  ASSERT_EQ(log.messages.size(), 1u);
+  EXPECT_EQ(log.messages[0], L"Failed to create 2 registry keys");
+  EXPECT_TRUE(Registry::verifyValue(ut::eCurrentUser, L"Software\\TVCAD\\Fine", L"c"));
+  OdArray<OdString> names;
+  ASSERT_TRUE(Registry::listKeys(ut::eCurrentUser, L"Software\\TVCAD", names));
+  EXPECT_EQ(names.size(), 1u);
+
+  Registry r;
+  EXPECT_FALSE(r.create(ut::eCurrentUser, OdString(L"Software\\") + OdString(std::wstring(300, L'k'))));
 }

@@ -23,7 +23,7 @@ namespace {
 // on standard error, without the time stamp wx adds by default.
 class StderrLog : public wxLog {
  protected:
-  void DoLogTextAtLevel(wxLogLevel level, const wxString& msg) override {
+  void DoLogRecord(wxLogLevel level, const wxString& msg, const wxLogRecordInfo&) override {
     if (level > wxLOG_Info) return;
     std::fprintf(stderr, "ut: %s\n", toUtf8(msg).c_str());
   }

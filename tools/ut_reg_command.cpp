@@ -91,16 +91,16 @@ void printValue(const RegKey& key, const wxString& name) {
   throw OperationError(toUtf8(why.empty() ? what : what + L" (" + why + L")"));
 }
 
-// The key must exist; it is opened for reading. A store file that does not
-// exist yet holds no key and is not created by a read.
-RegKey openExisting(const Context& context, const KeyArg& arg) {
+// The key must exist. A store file that does not exist yet holds no key and
+// is not created by looking for one.
+RegKey openExisting(const Context& context, const KeyArg& arg, EAccessMode mode = eRead) {
   if (!context.storeExists()) {
     throw OperationError(toUtf8(L"key not found: " + arg.fullName() + L" (the store " + context.storeFile() +
                                 L" does not exist yet)"));
   }
   context.openStore();
   RegKey key(arg.root, arg.path);
-  if (!key.open(eRead)) notFound(L"key not found: " + arg.fullName());
+  if (!key.open(mode)) notFound(L"key not found: " + arg.fullName());
   return key;
 }
 
@@ -124,7 +124,12 @@ std::size_t queryKey(const RegKey& key, const QueryOptions& o, bool onlyIfMatch)
     matched = key.hasValue(wanted) ? 1 : 0;
     if (matched == 0 && onlyIfMatch) return 0;
     printLine(key.fullName());
-    if (matched != 0) printValue(key, wanted);
+    if (matched != 0) {
+      // Show the name as stored, whatever letter case was asked for.
+      const auto stored = std::find_if(names.begin(), names.end(),
+                                       [&wanted](const wxString& n) { return n.IsSameAs(wanted, false); });
+      printValue(key, stored == names.end() ? wanted : *stored);
+    }
   } else {
     printLine(key.fullName());
     for (const auto& name : names) printValue(key, name);
@@ -297,7 +302,7 @@ struct DeleteOptions {
 
 int runDelete(const Context& context, const DeleteOptions& o) {
   const KeyArg arg = parseKeyArg(o.key);
-  RegKey key = openExisting(context, arg);
+  RegKey key = openExisting(context, arg, eWrite);
   if (!o.value.empty() || o.defaultValue) {
     const wxString name = o.defaultValue ? wxString() : fromUtf8(o.value);
     if (!key.hasValue(name)) notFound(L"value not found: " + (name.empty() ? kDefaultName : name));

@@ -94,7 +94,9 @@ wxConfigBase* RegConfig::installAsDefault() {
 
 void RegConfig::SetPath(const wxString& path) {
   std::vector<wxString> components;
-  if (!path.StartsWith(L"/")) {
+  // As in wx, the empty path is the root; others are relative unless they
+  // start with "/".
+  if (!path.empty() && !path.StartsWith(L"/")) {
     for (const auto& c : wxSplit(m_impl->path, L'/', L'\0')) {
       if (!c.empty()) components.push_back(c);
     }

@@ -96,8 +96,9 @@ class Importer {
           return;
         }
         if (op.kind == Operation::eDeleteKey) {
+          // A key that is not there is already as the file wants it.
           RegKey doomed(root, op.path);
-          if (doomed.exists() && !doomed.deleteSelf()) {
+          if (doomed.open(eWrite) && !doomed.deleteSelf()) {
             fail(op.line, L"failed to delete key " + fullKeyName(root, op.path));
           }
           return;
@@ -377,7 +378,7 @@ bool Registry::listValues(ERootKey root, const OdString& path, OdArray<OdString>
 bool Registry::deleteKey(ERootKey root, const OdString& path) {
   RegKey key(root, toWx(path));
   if (!validRoot(root) || key.path().empty()) return false;
-  return key.exists() && key.deleteSelf();
+  return key.open(eWrite) && key.deleteSelf();
 }
 
 bool Registry::copyKey(ERootKey from, ERootKey to, const OdString& fromPath, const OdString& toPath,

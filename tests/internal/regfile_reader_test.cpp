@@ -377,22 +377,29 @@ TEST(RegFileReader, ReadsWindowsProfileExport) {
   EXPECT_EQ(q, 0x01da223e15f1f34eull);
 }
 
-TEST(RegFileReader, ReadsEveryValueTypeSample) {
-  const auto p = parseText(loadShared("all-value-types.reg"));
-  ASSERT_TRUE(p.ok);
-  EXPECT_TRUE(p.errors().empty());
-  EXPECT_EQ(stringOf(p.value(L"")), L"default value");
-  EXPECT_EQ(p.value(L"Empty")->data, sz(L""));
-  EXPECT_EQ(stringOf(p.value(L"Text")), L"tab\there and \"quotes\"");
-  EXPECT_EQ(p.value(L"Number")->data, bytes({0xef, 0xbe, 0xad, 0xde}));
-  EXPECT_EQ(p.value(L"Zero")->data, bytes({0, 0, 0, 0}));
-  EXPECT_EQ(p.value(L"Big")->data, std::vector<std::uint8_t>(8, 0xff));
-  EXPECT_EQ(p.value(L"Bytes")->data, bytes({0, 1, 2, 0xfe, 0xff}));
-  EXPECT_EQ(p.value(L"NoBytes")->type, 3u);
-  EXPECT_TRUE(p.value(L"NoBytes")->data.empty());
-  EXPECT_EQ(stringOf(p.value(L"Expand")), L"%TEMP%\\x");
-  const Operation* multi = p.value(L"Multi");
-  EXPECT_EQ(ut::regfile::decodeUtf16(multi->data.data(), multi->data.size()), std::wstring(L"a\0b c\0d\0\0", 9));
-  EXPECT_EQ(stringOf(p.value(L"\u00dcn\u00efc\u00f8d\u00e9 name")), L"\u65e5\u672c\u8a9e\u30c6\u30ad\u30b9\u30c8");
-  EXPECT_EQ(p.value(L"x")->data, bytes({1, 0, 0, 0}));
+// Cut or damaged files never make the reader read out of bounds or lose its
+// place: every operation lies within the file's lines.
+TEST(RegFileReader, SurvivesTruncationAndDamage) {
+  const std::wstring text = loadShared("profile-windows-export.reg");
+  ASSERT_FALSE(text.empty());
+  const auto check = [&](std::wstring_view damaged) {
+    int lines = 1;
+    for (wchar_t c : damaged) lines += c == L'\n' ? 1 : 0;
+    int previous = 1;
+    ut::regfile::parse(damaged, [&](const Operation& op) {
+      ASSERT_GE(op.line, previous);  // in file order
+      ASSERT_LE(op.line, lines);
+      previous = op.line;
+    });
+  };
+  for (std::size_t cut = 0; cut <= text.size(); ++cut) check(std::wstring_view(text).substr(0, cut));
+
+  const wchar_t specials[] = {L'"', L'\\', L'\n', L'\r', L'[', L']', L',', L'=', L'@', L'-', L';', L':', L'('};
+  unsigned seed = 12345;
+  const auto next = [&seed] { return seed = seed * 1103515245u + 12345u, (seed >> 16) & 0x7FFF; };
+  for (int round = 0; round < 2000; ++round) {
+    std::wstring damaged = text;
+    for (int k = 0; k < 4; ++k) damaged[next() % damaged.size()] = specials[next() % std::size(specials)];
+    check(damaged);
+  }
 }
