@@ -64,6 +64,9 @@ TEST_F(ConfigExportTest, WritesTheRegistryExportTextByteForByte) {
   ASSERT_TRUE(group.setValue(L"Path", L"C:\\Add \"ins\"\nsecond line"));
   ASSERT_TRUE(group.setValue(L"Count", 255L));
   ASSERT_TRUE(group.setValue(L"Negative", -2L));
+  wxMemoryBuffer bytes;
+  bytes.AppendData("\x01\x02", 2);
+  ASSERT_TRUE(group.setValue(L"Blob", bytes));  // not a configuration type
   RegKey only = key(L"Only Default");
   ASSERT_TRUE(only.create() && only.setValue(L"", L""));
   RegKey deeper = key(L"Tools\\Deeper");
@@ -79,6 +82,7 @@ TEST_F(ConfigExportTest, WritesTheRegistryExportTextByteForByte) {
       "\"Path\"=\"C:\\\\Add \\\"ins\\\"\r\nsecond line\"\r\n"
       "\"Count\"=dword:000000ff\r\n"
       "\"Negative\"=dword:fffffffe\r\n"
+      "{{Unknown type: 0}}\r\n"
       "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins\\Only Default]\r\n"
       "@=\"\"\r\n"
       "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins\\Tools]\r\n"

@@ -200,6 +200,8 @@ TEST_F(ConfigStorageTest, FlushWritesOnlyChangedValues) {
   // Changed in place, parents untouched.
   tree->childAt(L"Config/Plot/Copies")->setULong(3);
   tree->childAt(L"Config/AUTOSNAP")->setString(L"text now");
+  // A value taken away in the tree is not a deletion: only a tombstone is.
+  tree->childAt(L"Config/TEMPPREFIX")->setString(nullptr);
   EXPECT_FALSE(tree->childAt(L"Config/Plot")->isTouched());
   // Meanwhile someone else changes a value the tree did not touch: an
   // incremental flush must leave it alone.
@@ -211,6 +213,7 @@ TEST_F(ConfigStorageTest, FlushWritesOnlyChangedValues) {
   EXPECT_EQ(stored(L"Config", L"AUTOSNAP"), L"s:text now");
   EXPECT_EQ(stored(L"Config", L"OSMODE"), L"n:1");
   EXPECT_EQ(stored(L"Config\\Plot", L"Device"), L"s:elsewhere");
+  EXPECT_EQ(stored(L"Config", L"TEMPPREFIX"), L"s:D:\\Temp");
   EXPECT_FALSE(tree->childAt(L"Config/Plot/Copies")->isModified());
 
   // Nothing left to write: a second flush writes nothing.

@@ -117,7 +117,9 @@ OdString toRegistryForm(const OdString& configPath) {
   return out;
 }
 
-OdString composeGroup(int group) {
+// The key path of a group below a given language root (eCfgPathConfig form,
+// ending in "/").
+OdString composeGroup(int group, const OdString& languageRoot) {
   const GroupInfo& info = kGroups[static_cast<std::size_t>(group)];
   OdString base;
   switch (info.base) {
@@ -127,10 +129,10 @@ OdString composeGroup(int group) {
       base = Config::versionRoot(eCfgPathConfig) + L"/";
       break;
     case EBase::eLanguage:
-      base = Config::languageRoot(eCfgPathConfig);
+      base = languageRoot;
       break;
     case EBase::eProfile:
-      base = Config::currentProfileRoot(eCfgPathConfig);
+      base = languageRoot + kProfilesKey + L"/" + Config::currentProfileName() + L"/";
       break;
     case EBase::eNone:
       return OdString();
@@ -142,8 +144,10 @@ OdString composeGroup(int group) {
   return base;
 }
 
-// The paths that depend only on the language root, composed once.
+// What depends only on the language root, composed once: every group path
+// agrees on the language for the life of the process.
 struct LanguageGroupPaths {
+  OdString languageRoot;
   std::array<OdString, kCfgGroupCount> config;
   std::array<OdString, kCfgGroupCount> full;
 };
@@ -151,10 +155,11 @@ struct LanguageGroupPaths {
 const LanguageGroupPaths& languageGroupPaths() {
   static const LanguageGroupPaths paths = [] {
     LanguageGroupPaths p;
+    p.languageRoot = Config::languageRoot(eCfgPathConfig);
     for (int g = 0; g < kCfgGroupCount; ++g) {
       const EBase base = kGroups[static_cast<std::size_t>(g)].base;
       if (base == EBase::eProfile || base == EBase::eNone) continue;
-      p.config[static_cast<std::size_t>(g)] = composeGroup(g);
+      p.config[static_cast<std::size_t>(g)] = composeGroup(g, p.languageRoot);
       p.full[static_cast<std::size_t>(g)] = toRegistryForm(p.config[static_cast<std::size_t>(g)]);
     }
     return p;
@@ -196,11 +201,12 @@ OdString Config::regPath(ECfgGroup group, bool full) {
     wxLogError(L"Unknown configuration group (%d)", g);
     return OdString();
   }
+  const LanguageGroupPaths& paths = languageGroupPaths();
   if (kGroups[static_cast<std::size_t>(g)].base == EBase::eProfile) {
-    const OdString path = composeGroup(g);
+    // The current profile can change at any time.
+    const OdString path = composeGroup(g, paths.languageRoot);
     return full ? toRegistryForm(path) : path;
   }
-  const LanguageGroupPaths& paths = languageGroupPaths();
   return full ? paths.full[static_cast<std::size_t>(g)] : paths.config[static_cast<std::size_t>(g)];
 }
 

@@ -21,7 +21,7 @@
 //  - The language of the key paths is currentLanguage(); the group paths
 //    that depend only on it are composed once, on first use, and kept for the
 //    life of the process. Paths below the current profile are composed on
-//    every call.
+//    every call (on that same language root).
 //
 // The facade holds no lock: callers serialise access.
 

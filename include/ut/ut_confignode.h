@@ -9,7 +9,8 @@
 // nodes, containers marked touched) or as overlay nodes: ConfigReplacedNode for
 // a subtree that replaces one present before, ConfigDeletedNode for a removal.
 // A flush destroys in the store exactly what the nodes answering
-// isDestructiveWrite() stand for, then writes what is touched.
+// isDestructiveWrite() stand for, then writes what changed (see isNew() and
+// isModified()).
 //
 // Nodes and values are always held through std::shared_ptr; a node never owns
 // its parent. The tree has no lock: callers serialise access.
