@@ -93,8 +93,8 @@ class StoreAccess {
   virtual bool keyExists(const std::wstring& key) = 0;
   // Subkey names and the values that are numbers or text, in store order.
   virtual bool list(const std::wstring& key, std::vector<std::wstring>& groups, std::vector<Entry>& entries) = 0;
-  virtual bool writeNumber(const std::wstring& key, const std::wstring& name, std::uint32_t value) = 0;
-  virtual bool writeString(const std::wstring& key, const std::wstring& name, const wchar_t* text) = 0;
+  virtual bool writeNumber(const std::wstring& key, std::wstring_view name, std::uint32_t value) = 0;
+  virtual bool writeString(const std::wstring& key, std::wstring_view name, const wchar_t* text) = 0;
   // Both succeed when there is nothing to delete.
   virtual bool deleteKey(const std::wstring& key) = 0;
   virtual bool deleteValue(const std::wstring& key, const std::wstring& name) = 0;
@@ -152,14 +152,14 @@ class WxAccess final : public StoreAccess {
     return true;
   }
 
-  bool writeNumber(const std::wstring& key, const std::wstring& name, std::uint32_t value) override {
+  bool writeNumber(const std::wstring& key, std::wstring_view name, std::uint32_t value) override {
     enter(key);
-    return m_config.Write(wxString(name), static_cast<unsigned long>(value));
+    return m_config.Write(wxString(name.data(), name.size()), static_cast<unsigned long>(value));
   }
 
-  bool writeString(const std::wstring& key, const std::wstring& name, const wchar_t* text) override {
+  bool writeString(const std::wstring& key, std::wstring_view name, const wchar_t* text) override {
     enter(key);
-    return m_config.Write(wxString(name), wxString(text));
+    return m_config.Write(wxString(name.data(), name.size()), wxString(text));
   }
 
   bool deleteKey(const std::wstring& key) override {
@@ -253,12 +253,12 @@ class RegistryAccess final : public StoreAccess {
     return true;
   }
 
-  bool writeNumber(const std::wstring& key, const std::wstring& name, std::uint32_t value) override {
+  bool writeNumber(const std::wstring& key, std::wstring_view name, std::uint32_t value) override {
     const regstore::Bytes data = regstore::encodeDword(value);
     return store().writeValue(ref(key), name, eRegDword, data.data(), data.size(), true) == regstore::EStatus::eOk;
   }
 
-  bool writeString(const std::wstring& key, const std::wstring& name, const wchar_t* text) override {
+  bool writeString(const std::wstring& key, std::wstring_view name, const wchar_t* text) override {
     const regstore::Bytes data = regstore::encodeUtf16le(text);
     return store().writeValue(ref(key), name, eRegSz, data.data(), data.size(), true) == regstore::EStatus::eOk;
   }
@@ -282,17 +282,24 @@ class RegistryAccess final : public StoreAccess {
  private:
   static regstore::Store& store() { return regstore::Store::instance(); }
 
-  // One resolved key per path for the whole operation.
+  // Resolved keys are kept per thread from one operation to the next, up to
+  // a bound: a resolution stays right until the store says otherwise (a key
+  // reference carries the store's epoch, and the store resolves a key that has
+  // gone again), and a flush mostly writes the keys the last one wrote.
   regstore::KeyRef& ref(const std::wstring& key) {
-    const auto it = m_refs.find(key);
-    if (it != m_refs.end()) return it->second;
-    std::wstring path = m_company;
-    for (const wchar_t c : key) path += c == L'/' ? L'\\' : c;
-    return m_refs.emplace(key, regstore::KeyRef::make(eCurrentUser, path)).first->second;
+    constexpr std::size_t kMaxKeys = 8192;
+    thread_local std::unordered_map<std::wstring, regstore::KeyRef> cache;
+    m_path.assign(m_company);
+    for (const wchar_t c : key) m_path += c == L'/' ? L'\\' : c;
+    const auto it = cache.find(m_path);
+    if (it != cache.end()) return it->second;
+    // Only the reference just handed out is in use at any time.
+    if (cache.size() >= kMaxKeys) cache.clear();
+    return cache.emplace(m_path, regstore::KeyRef::make(eCurrentUser, m_path)).first->second;
   }
 
   std::wstring m_company;
-  std::unordered_map<std::wstring, regstore::KeyRef> m_refs;
+  std::wstring m_path;
   std::vector<regstore::ValueRecord> m_records;
 };
 
@@ -361,7 +368,9 @@ class Flusher {
   Flusher(StoreAccess& access, const OdString& root, bool incremental)
       : m_access(access), m_root(root.c_str()), m_incremental(incremental) {}
 
-  bool flushNode(const ConfigNodePtr& node, bool force) {
+  // parentKey: the absolute key of the container being flushed, or null.
+  bool flushNode(const ConfigNodePtr& node, bool force, const std::wstring* parentKey = nullptr,
+                 const OdString* parentPath = nullptr) {
     if (!node) return true;
     ConfigNodeBase* target = node.get();
     // Most nodes of a large tree are plain values and keys with nothing to
@@ -394,6 +403,16 @@ class Flusher {
     if (!target->isContainerNode()) {
       if (!all && !target->isNew() && !target->isModified()) return true;
       noteVisited(*target);
+      // A value directly below its container, as nearly all are, is written
+      // into the container's key without composing its path again.
+      const std::wstring_view path(target->path().c_str(), static_cast<std::size_t>(target->path().getLength()));
+      if (parentKey != nullptr && parentPath != nullptr) {
+        const std::size_t prefix = static_cast<std::size_t>(parentPath->getLength());
+        if (path.size() > prefix && path.compare(0, prefix, parentPath->c_str()) == 0 &&
+            path.find(L'/', prefix) == std::wstring_view::npos) {
+          return writeValue(*target, *parentKey, path.substr(prefix));
+        }
+      }
       std::wstring dir;
       std::wstring leaf;
       splitLeaf(absolute(*target), dir, leaf);
@@ -402,15 +421,14 @@ class Flusher {
 
     const bool fresh = all || target->isNew();
     if (fresh || target->isModified() || target->isTouched()) noteVisited(*target);
-    if ((fresh || target->isModified()) && m_access.keepsDefaults() &&
-        !writeValue(*target, keyArg(absolute(*target)), std::wstring())) {
-      return false;
-    }
+    const std::wstring key = keyArg(absolute(*target));
+    if ((fresh || target->isModified()) && m_access.keepsDefaults() && !writeValue(*target, key, {})) return false;
+    const OdString& path = target->path();
     for (const auto& child : target->children()) {
-      if (!flushNode(child, fresh)) return false;
+      if (!flushNode(child, fresh, &key, &path)) return false;
     }
     // A new key without values would not reach the store by writes alone.
-    return !fresh || m_access.createKey(keyArg(absolute(*target)));
+    return !fresh || m_access.createKey(key);
   }
 
   // Once the store took everything: the nodes that carried marks no longer
@@ -429,7 +447,7 @@ class Flusher {
     if (m_incremental) m_visited.push_back(&node);
   }
 
-  bool writeValue(const ConfigNodeBase& node, const std::wstring& key, const std::wstring& name) {
+  bool writeValue(const ConfigNodeBase& node, const std::wstring& key, std::wstring_view name) {
     unsigned long number = 0;
     OdString text;
     if (node.getULong(number)) return m_access.writeNumber(key, name, static_cast<std::uint32_t>(number));
