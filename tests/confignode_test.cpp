@@ -291,3 +291,59 @@ TEST(ConfigNodeClone, OverlaysCloneAsTheirWrappedNode) {
   EXPECT_EQ(ConfigNode::cloneNode(nullptr, true), nullptr);
   EXPECT_EQ(ConfigNode::cloneNode(std::make_shared<ConfigNoNode>(L"q"), true), nullptr);
 }
+
+TEST(ConfigNodeMarks, NewUntilSavedAndModifiedBySetters) {
+  Tree t;
+  for (const auto& n : {t.root, t.a, t.x, t.b, t.y, t.z}) {
+    EXPECT_TRUE(n->isNew());
+    n->markSaved();
+    EXPECT_FALSE(n->isNew());
+    EXPECT_FALSE(n->isModified());
+  }
+  // In place on a value whose parent stays untouched: only the mark tells.
+  t.y->setString(L"changed");
+  EXPECT_TRUE(t.y->isModified());
+  EXPECT_FALSE(t.y->isNew());
+  EXPECT_FALSE(t.b->isTouched());
+  EXPECT_FALSE(t.b->isModified());
+  // Removing a value is a change too.
+  t.x->setString(nullptr);
+  EXPECT_TRUE(t.x->isModified());
+  // A key's own value marks the key.
+  t.a->setULong(5);
+  EXPECT_TRUE(t.a->isModified());
+  EXPECT_TRUE(t.a->isTouched());
+  t.a->markNew();
+  EXPECT_TRUE(t.a->isNew());
+}
+
+TEST(ConfigNodeMarks, OverlaySettersMarkTheWrappedNode) {
+  Tree t;
+  auto replacement = ConfigNode::createNode(L"R/A/x");
+  replacement->markSaved();
+  ASSERT_TRUE(t.a->addChild(replacement));
+  const auto overlay = t.a->childAt(L"x");
+  ASSERT_NE(overlay, replacement);
+  EXPECT_TRUE(overlay->isNew());  // the deletion it stands for is still to come
+  overlay->setULong(8);
+  EXPECT_TRUE(replacement->isModified());
+}
+
+TEST(ConfigContainerNode, RemovingAReplacementLeavesATombstone) {
+  Tree t;
+  auto replacement = ConfigNode::createNode(L"R/A/B/");
+  ASSERT_TRUE(t.a->addChild(replacement));
+  t.a->unTouch();
+  t.root->unTouch();
+  // The caller holds the replacement, not its overlay.
+  ASSERT_TRUE(t.root->removeChild(replacement));
+  EXPECT_TRUE(t.root->isTouched());
+  EXPECT_TRUE(t.a->isTouched());
+  const auto tomb = t.a->childAt(L"B/");
+  ASSERT_NE(tomb, nullptr);
+  EXPECT_EQ(tomb->type(), ConfigValBase::kNone);
+  EXPECT_TRUE(tomb->isContainerNode());
+  EXPECT_EQ(t.a->children().size(), 2u);
+  // An equal path that is neither the child nor its replacement stays refused.
+  EXPECT_FALSE(t.root->removeChild(ConfigNode::createNode(L"R/A/B/")));
+}

@@ -122,6 +122,7 @@ int main(int argc, char** argv) {
                  "TDM_LOG_AREA, and without them everything is traced")
       ->type_name("FILE");
   addRegCommands(app, context);
+  addConfigCommands(app, context);
 
   try {
     app.parse(argc, argv);

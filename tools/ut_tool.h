@@ -109,5 +109,6 @@ int showOverview(const Context& context);
 
 // Command groups.
 void addRegCommands(CLI::App& app, Context& context);
+void addConfigCommands(CLI::App& app, Context& context);
 
 }  // namespace ut::tool

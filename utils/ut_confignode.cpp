@@ -13,7 +13,10 @@ std::wstring_view view(const OdString& s) {
 }
 
 std::string keyOf(const OdString& path) {
-  return platform::sortKeyNoCase(view(path));
+  std::string key = platform::sortKeyNoCase(view(path));
+  // Kept for the node's life and read by every comparison: no spare room.
+  key.shrink_to_fit();
+  return key;
 }
 
 bool endsWithSlash(const OdString& path) {
@@ -100,6 +103,7 @@ bool ConfigNodeBase::getString(OdString& value) const {
 }
 
 bool ConfigNodeBase::setULong(unsigned long value) {
+  m_modified = true;
   // type() is virtual: a tombstone reports -1 even when it holds a value, so
   // test the value object itself before updating in place.
   if (type() == ConfigValBase::kULong && m_value) return m_value->setULong(value);
@@ -108,6 +112,7 @@ bool ConfigNodeBase::setULong(unsigned long value) {
 }
 
 bool ConfigNodeBase::setString(const wchar_t* value) {
+  m_modified = true;
   if (value == nullptr) {
     m_value.reset();
     return true;
@@ -194,29 +199,35 @@ bool ConfigContainerNode::isContainerNode() const { return true; }
 const ConfigNodeSet& ConfigContainerNode::children() const { return m_children; }
 
 ConfigNodePtr ConfigContainerNode::childAt(const OdString& relativePath) const {
+  // Level by level through each node's children(), which every node kind
+  // answers as its own childAt() would search (an overlay with its wrapped
+  // node's, a leaf or tombstone with none); one path buffer serves all levels.
   std::wstring_view rest = view(relativePath);
   while (!rest.empty() && rest.front() == L'/') rest.remove_prefix(1);
   if (rest.empty()) return nullptr;
 
-  const std::size_t slash = rest.find(L'/');
-  const std::wstring_view component = rest.substr(0, slash);
+  const ConfigNodeSet* children = &m_children;
   std::wstring fullPath(view(m_path));
-  fullPath.append(component);
-
-  if (slash == std::wstring_view::npos) {
-    // The last component may name a value or a key.
-    if (auto value = findChild(m_children, fullPath)) return value;
+  ConfigNodePtr current;  // keeps the level being searched alive
+  while (true) {
+    const std::size_t slash = rest.find(L'/');
+    fullPath.append(rest.substr(0, slash));
+    if (slash == std::wstring_view::npos) {
+      // The last component may name a value or a key.
+      if (auto value = findChild(*children, fullPath)) return value;
+      fullPath.push_back(L'/');
+      return findChild(*children, fullPath);
+    }
+    // An intermediate component always names a key, whose path ends in "/".
     fullPath.push_back(L'/');
-    return findChild(m_children, fullPath);
+    ConfigNodePtr child = findChild(*children, fullPath);
+    rest.remove_prefix(slash);
+    while (!rest.empty() && rest.front() == L'/') rest.remove_prefix(1);
+    if (!child || rest.empty()) return child;
+    current = std::move(child);
+    children = &current->children();
+    fullPath.assign(view(current->path()));
   }
-
-  // An intermediate component always names a key, whose path ends in "/".
-  fullPath.push_back(L'/');
-  ConfigNodePtr child = findChild(m_children, fullPath);
-  std::wstring_view tail = rest.substr(slash);
-  while (!tail.empty() && tail.front() == L'/') tail.remove_prefix(1);
-  if (!child || tail.empty()) return child;
-  return child->childAt(OdString(std::wstring(tail).c_str()));
 }
 
 bool ConfigContainerNode::addChild(ConfigNodePtr child) {
@@ -237,7 +248,10 @@ bool ConfigContainerNode::addChild(ConfigNodePtr child) {
 bool ConfigContainerNode::removeChild(ConfigNodePtr child) {
   if (!child) return false;
   const auto it = m_children.find(child);
-  if (it != m_children.end() && *it == child) {
+  // A child that replaced another stands in the set behind its overlay; the
+  // caller holds the child itself.
+  const auto* overlay = it == m_children.end() ? nullptr : dynamic_cast<const ConfigReplacedNode*>(it->get());
+  if (it != m_children.end() && (*it == child || (overlay != nullptr && overlay->wrapped() == child))) {
     m_touched = true;
     auto tombstone = std::make_shared<ConfigDeletedNode>(child->path(), child->isContainerNode());
     m_children.erase(it);

@@ -2,6 +2,9 @@
 
 // Umbrella header: every public family of the library.
 #include <ut/ut_export.h>
+#include <ut/ut_config.h>
+#include <ut/ut_confignode.h>
+#include <ut/ut_configstorage.h>
 #include <ut/ut_log.h>
 #include <ut/ut_platform.h>
 #include <ut/ut_registry.h>

@@ -9,7 +9,8 @@
 // nodes, containers marked touched) or as overlay nodes: ConfigReplacedNode for
 // a subtree that replaces one present before, ConfigDeletedNode for a removal.
 // A flush destroys in the store exactly what the nodes answering
-// isDestructiveWrite() stand for, then writes what is touched.
+// isDestructiveWrite() stand for, then writes what changed (see isNew() and
+// isModified()).
 //
 // Nodes and values are always held through std::shared_ptr; a node never owns
 // its parent. The tree has no lock: callers serialise access.
@@ -128,9 +129,29 @@ class UT_EXPORT ConfigNodeBase {
   // path never changes and children are compared constantly.
   const std::string& pathKey() const { return m_pathKey; }
 
+  // Store bookkeeping, kept apart from isTouched(): a value node always
+  // answers touched, so touched marks alone would make every flush write every
+  // value. A storage reads and clears these marks (see ut_configstorage.h).
+  //  - isNew(): the store may lack this node, because it was made after the
+  //    tree was loaded or last flushed; for a tombstone or an overlay node:
+  //    the deletion it stands for has not reached the store yet.
+  //  - isModified(): the node's own value was set since then (set by every
+  //    setter, also when the value is set in place and the parent stays
+  //    untouched).
+  // A node starts new; a storage marks what it loads or writes as saved.
+  bool isNew() const { return m_new; }
+  bool isModified() const { return m_modified; }
+  void markNew() { m_new = true; }
+  void markSaved() {
+    m_new = false;
+    m_modified = false;
+  }
+
  protected:
   std::shared_ptr<ConfigValBase> m_value;
   std::string m_pathKey;
+  bool m_new = true;
+  bool m_modified = false;
 };
 
 // A value node (a leaf); also the base of every other node kind.
@@ -185,7 +206,8 @@ class UT_EXPORT ConfigContainerNode : public ConfigNode {
   // Refuses a child with an empty path. A child whose path equals an existing
   // one's (ignoring case) replaces it through a ConfigReplacedNode.
   bool addChild(ConfigNodePtr child) override;
-  // Searches the subtree for this very node object; replaces it by a
+  // Searches the subtree for this very node object (a child that replaced
+  // another counts as itself, not as its overlay); replaces it by a
   // ConfigDeletedNode in its parent and marks every container on the way.
   bool removeChild(ConfigNodePtr child) override;
   bool isTouched() const override;

@@ -1,0 +1,90 @@
+#pragma once
+
+// Helpers shared by the configuration tests.
+
+#include <gtest/gtest.h>
+
+#include <ut/ut_confignode.h>
+
+#include <wx/log.h>
+#include <wx/string.h>
+
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace ut::test {
+
+// Collects what the library logs (wxLogError and friends) while it lives.
+class LogCapture : public wxLog {
+ public:
+  LogCapture() : m_previous(wxLog::SetActiveTarget(this)) { wxLog::EnableLogging(true); }
+  ~LogCapture() override { wxLog::SetActiveTarget(m_previous); }
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  const std::vector<std::wstring>& messages() const { return m_messages; }
+  void clear() { m_messages.clear(); }
+
+ protected:
+  void DoLogRecord(wxLogLevel, const wxString& msg, const wxLogRecordInfo&) override {
+    m_messages.push_back(msg.ToStdWstring());
+  }
+
+ private:
+  wxLog* m_previous;
+  std::vector<std::wstring> m_messages;
+};
+
+inline const ConfigNodeBase* unwrapped(const ConfigNodeBase* node) {
+  while (const auto* overlay = dynamic_cast<const ConfigReplacedNode*>(node)) node = overlay->wrapped().get();
+  return node;
+}
+
+// Whether two trees hold the same keys and values, paths compared exactly.
+// Tombstones stand for nothing and are passed over; overlays count as the
+// node they wrap.
+inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const ConfigNodeBase* b) {
+  a = unwrapped(a);
+  b = unwrapped(b);
+  if (a == nullptr || b == nullptr) {
+    return a == b ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << "one side is empty";
+  }
+  const std::wstring where(a->path().c_str());
+  if (a->path() != b->path()) {
+    return ::testing::AssertionFailure() << "path " << wxString(where) << " against " << wxString(b->path().c_str());
+  }
+  if (a->type() != b->type() || a->isContainerNode() != b->isContainerNode()) {
+    return ::testing::AssertionFailure() << "kind or type differs at " << wxString(where);
+  }
+  unsigned long na = 0;
+  unsigned long nb = 0;
+  OdString sa;
+  OdString sb;
+  if (a->getULong(na) != b->getULong(nb) || na != nb || a->getString(sa) != b->getString(sb) || sa != sb) {
+    return ::testing::AssertionFailure() << "value differs at " << wxString(where);
+  }
+  std::vector<const ConfigNodeBase*> ca;
+  std::vector<const ConfigNodeBase*> cb;
+  for (const auto& c : a->children()) {
+    if (unwrapped(c.get()) != nullptr && unwrapped(c.get())->type() != ConfigValBase::kNone) ca.push_back(c.get());
+  }
+  for (const auto& c : b->children()) {
+    if (unwrapped(c.get()) != nullptr && unwrapped(c.get())->type() != ConfigValBase::kNone) cb.push_back(c.get());
+  }
+  if (ca.size() != cb.size()) {
+    return ::testing::AssertionFailure() << ca.size() << " children against " << cb.size() << " at "
+                                         << wxString(where);
+  }
+  for (std::size_t i = 0; i < ca.size(); ++i) {
+    auto r = sameTree(ca[i], cb[i]);
+    if (!r) return r;
+  }
+  return ::testing::AssertionSuccess();
+}
+
+inline ::testing::AssertionResult sameTree(const ConfigNodePtr& a, const ConfigNodePtr& b) {
+  return sameTree(a.get(), b.get());
+}
+
+}  // namespace ut::test

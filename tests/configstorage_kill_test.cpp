@@ -1,0 +1,203 @@
+// A flush killed in the middle must leave the store holding the whole old
+// tree or the whole new one. The flushing process is a fork of the test that
+// ends with _exit and is killed with SIGKILL by the test.
+
+#include <gtest/gtest.h>
+
+#include "test_support.h"
+
+#include <ut/ut_configstorage.h>
+#include <ut/ut_regstore.h>
+
+#include <wx/string.h>
+
+#include <chrono>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace ut;
+
+namespace {
+
+constexpr int kKeys = 200;
+constexpr int kValuesPerKey = 10;
+const wchar_t* const kRoot = L"/K/Tree/";
+const wxString kRootKey = L"Software\\TVCAD\\K\\Tree";
+
+wxString keyName(int k) { return wxString::Format(L"Key%03d", k); }
+wxString valueName(int v) { return wxString::Format(L"Value%d", v); }
+wxString valueText(const wchar_t* generation, int k, int v) {
+  return wxString::Format(L"%ls-%d-%d", generation, k, v);
+}
+
+bool writeGeneration(const wchar_t* generation) {
+  RegTransaction tx;
+  for (int k = 0; k < kKeys; ++k) {
+    RegKey key(eCurrentUser, kRootKey + L"\\" + keyName(k));
+    if (!key.create()) return false;
+    for (int v = 0; v < kValuesPerKey; ++v) {
+      if (!key.setValue(valueName(v), valueText(generation, k, v))) return false;
+    }
+  }
+  return tx.commit();
+}
+
+// "old" or "new" when every value is of that generation, else what was found
+// first that does not fit.
+std::wstring generationInStore() {
+  int oldCount = 0;
+  int newCount = 0;
+  for (int k = 0; k < kKeys; ++k) {
+    RegKey key(eCurrentUser, kRootKey + L"\\" + keyName(k));
+    if (!key.open(eRead)) return L"missing " + keyName(k).ToStdWstring();
+    for (int v = 0; v < kValuesPerKey; ++v) {
+      wxString value;
+      if (!key.queryValue(valueName(v), value)) return L"missing " + (keyName(k) + L"\\" + valueName(v)).ToStdWstring();
+      if (value == valueText(L"old", k, v)) {
+        ++oldCount;
+      } else if (value == valueText(L"new", k, v)) {
+        ++newCount;
+      } else {
+        return L"unexpected " + value.ToStdWstring();
+      }
+    }
+  }
+  if (oldCount == kKeys * kValuesPerKey) return L"old";
+  if (newCount == kKeys * kValuesPerKey) return L"new";
+  return L"mixed: " + std::to_wstring(oldCount) + L" old, " + std::to_wstring(newCount) + L" new";
+}
+
+// Stops the flush after a given number of writes: tells the test through a
+// pipe and waits there to be killed.
+class PausingRegConfig : public RegConfig {
+ public:
+  PausingRegConfig(int pipe, int pauseAt) : RegConfig(L"Software\\TVCAD"), m_pipe(pipe), m_pauseAt(pauseAt) {}
+
+ protected:
+  bool DoWriteString(const wxString& key, const wxString& value) override {
+    if (++m_writes == m_pauseAt) {
+      const char mark = 'p';
+      if (::write(m_pipe, &mark, 1) != 1) ::_exit(5);
+      while (true) std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
+    return RegConfig::DoWriteString(key, value);
+  }
+
+ private:
+  int m_pipe;
+  int m_pauseAt;
+  int m_writes = 0;
+};
+
+// In the child: load the tree, give every value its new text, flush.
+[[noreturn]] void flushNewGeneration(ConfigStorageBase& storage, int readyPipe) {
+  auto tree = ConfigNode::createNode(L"");
+  if (!storage.load(tree, true)) ::_exit(3);
+  for (int k = 0; k < kKeys; ++k) {
+    for (int v = 0; v < kValuesPerKey; ++v) {
+      const auto node = tree->childAt(OdString((keyName(k) + L"/" + valueName(v)).wc_str()));
+      if (!node || !node->setString(valueText(L"new", k, v).wc_str())) ::_exit(4);
+    }
+  }
+  if (readyPipe >= 0) {
+    const char mark = 'r';
+    if (::write(readyPipe, &mark, 1) != 1) ::_exit(5);
+  }
+  ::_exit(storage.flush(tree, true) ? 0 : 6);
+}
+
+int waitFor(pid_t pid) {
+  int status = 0;
+  if (::waitpid(pid, &status, 0) != pid) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+class ConfigKillTest : public ::testing::Test {
+ protected:
+  test::TempStore m_store;
+
+  void SetUp() override {
+    ASSERT_TRUE(m_store.ok());
+    ASSERT_TRUE(writeGeneration(L"old"));
+    // The child opens a connection of its own: none may cross the fork.
+    RegStore::close();
+  }
+};
+
+}  // namespace
+
+TEST_F(ConfigKillTest, KilledAtAnyPointOfTheWritesLeavesTheOldTree) {
+  for (int pauseAt : {1, 2, kKeys * kValuesPerKey / 2, kKeys * kValuesPerKey}) {
+    int fds[2];
+    ASSERT_EQ(::pipe(fds), 0);
+    const pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      ::close(fds[0]);
+      ConfigStorageWx storage(kRoot, std::make_shared<PausingRegConfig>(fds[1], pauseAt));
+      flushNewGeneration(storage, -1);
+    }
+    ::close(fds[1]);
+    char mark = 0;
+    const bool paused = ::read(fds[0], &mark, 1) == 1 && mark == 'p';
+    ::close(fds[0]);
+    ::kill(pid, SIGKILL);
+    const int status = waitFor(pid);
+    ASSERT_TRUE(paused) << "the child ended with " << status << " before write " << pauseAt;
+    EXPECT_EQ(status, 128 + SIGKILL);
+    EXPECT_EQ(generationInStore(), L"old") << "killed at write " << pauseAt;
+    RegStore::close();
+  }
+}
+
+TEST_F(ConfigKillTest, KilledAtRandomTimesLeavesOneWholeTree) {
+  std::mt19937 random(12345);
+  int newTrees = 0;
+  for (int round = 0; round < 12; ++round) {
+    int fds[2];
+    ASSERT_EQ(::pipe(fds), 0);
+    const pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      ::close(fds[0]);
+      ConfigRegistryStorage storage(kRoot);
+      flushNewGeneration(storage, fds[1]);
+    }
+    ::close(fds[1]);
+    char mark = 0;
+    const bool ready = ::read(fds[0], &mark, 1) == 1 && mark == 'r';
+    ::close(fds[0]);
+    // Somewhere between the start of the flush and a little after its end.
+    std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<int>(0, 40000)(random)));
+    ::kill(pid, SIGKILL);
+    const int status = waitFor(pid);
+    ASSERT_TRUE(ready) << "the child ended with " << status << " before flushing";
+    EXPECT_TRUE(status == 0 || status == 128 + SIGKILL) << status;
+    const std::wstring found = generationInStore();
+    EXPECT_TRUE(found == L"old" || found == L"new") << wxString(found);
+    if (found == L"new") {
+      ++newTrees;
+      ASSERT_TRUE(writeGeneration(L"old"));
+    }
+    RegStore::close();
+  }
+  // Not every kill may have come too late.
+  EXPECT_LT(newTrees, 12);
+}
+
+TEST_F(ConfigKillTest, AFlushLeftAloneWritesTheNewTree) {
+  const pid_t pid = ::fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    ConfigRegistryStorage storage(kRoot);
+    flushNewGeneration(storage, -1);
+  }
+  EXPECT_EQ(waitFor(pid), 0);
+  EXPECT_EQ(generationInStore(), L"new");
+}

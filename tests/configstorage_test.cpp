@@ -1,0 +1,480 @@
+#include <gtest/gtest.h>
+
+#include "config_test_support.h"
+#include "test_support.h"
+
+#include <ut/ut_config.h>
+#include <ut/ut_configstorage.h>
+#include <ut/ut_regstore.h>
+
+#include <wx/fileconf.h>
+#include <wx/sstream.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace ut;
+
+namespace {
+
+// The storages of these tests are rooted at HKEY_CURRENT_USER\Software\TVCAD\T\Root.
+const wchar_t* const kRoot = L"/T/Root/";
+const wxString kRootKey = L"Software\\TVCAD\\T\\Root";
+
+RegKey storeKey(const wxString& below = wxString()) {
+  return RegKey(eCurrentUser, below.empty() ? kRootKey : kRootKey + L"\\" + below);
+}
+
+bool putString(const wxString& key, const wxString& name, const wxString& value) {
+  RegKey k = storeKey(key);
+  return k.create() && k.setValue(name, value);
+}
+
+bool putNumber(const wxString& key, const wxString& name, long value) {
+  RegKey k = storeKey(key);
+  return k.create() && k.setValue(name, value);
+}
+
+// The value as the store holds it: "s:text", "n:number", "" when absent.
+std::wstring stored(const wxString& key, const wxString& name) {
+  RegKey k = storeKey(key);
+  if (!k.open(eRead) || !k.hasValue(name)) return L"";
+  if (k.valueType(name) == eRegDword) {
+    long n = 0;
+    return k.queryValue(name, n) ? L"n:" + std::to_wstring(static_cast<unsigned long>(n) & 0xFFFFFFFFul) : L"?";
+  }
+  wxString s;
+  return k.queryValue(name, s) ? L"s:" + s.ToStdWstring() : L"?";
+}
+
+bool keyExists(const wxString& key) { return storeKey(key).exists(); }
+
+std::wstring text(const ConfigNodePtr& node) {
+  OdString s;
+  return node && node->getString(s) ? std::wstring(s.c_str()) : L"<none>";
+}
+
+unsigned long number(const ConfigNodePtr& node) {
+  unsigned long n = 0xDEADu;
+  if (node) node->getULong(n);
+  return n;
+}
+
+class ConfigStorageTest : public ::testing::Test {
+ protected:
+  test::TempStore m_store;
+  ConfigRegistryStorage m_storage{kRoot};
+
+  // A profile-like layout:
+  //   Root (default "root default")
+  //     Config: AUTOSNAP=127, OSMODE=4263, TEMPPREFIX="D:\Temp", Env="%PATH%"
+  //       Plot: Device="PDF", Copies=1
+  //     Dialogs
+  //       Open: Folder="C:\Drawings"
+  //     Empty
+  void SetUp() override {
+    ASSERT_TRUE(m_store.ok());
+    ASSERT_TRUE(putString(L"", L"", L"root default"));
+    ASSERT_TRUE(putNumber(L"Config", L"AUTOSNAP", 127));
+    ASSERT_TRUE(putNumber(L"Config", L"OSMODE", 4263));
+    ASSERT_TRUE(putString(L"Config", L"TEMPPREFIX", L"D:\\Temp"));
+    ASSERT_TRUE(putString(L"Config", L"Env", L"%PATH%"));
+    ASSERT_TRUE(putString(L"Config\\Plot", L"Device", L"PDF"));
+    ASSERT_TRUE(putNumber(L"Config\\Plot", L"Copies", 1));
+    ASSERT_TRUE(putString(L"Dialogs\\Open", L"Folder", L"C:\\Drawings"));
+    RegKey empty = storeKey(L"Empty");
+    ASSERT_TRUE(empty.create());
+  }
+
+  ConfigNodePtr loaded() {
+    auto tree = ConfigNode::createNode(L"");
+    EXPECT_TRUE(m_storage.load(tree, true));
+    return tree;
+  }
+};
+
+// Counts the writes that reach a registry configuration object and can make
+// one of them fail.
+class CountingRegConfig : public RegConfig {
+ public:
+  using RegConfig::RegConfig;
+  int writes = 0;
+  int failAt = -1;  // the write number that fails, -1 for none
+
+ protected:
+  bool DoWriteString(const wxString& key, const wxString& value) override {
+    return count() && RegConfig::DoWriteString(key, value);
+  }
+  bool DoWriteLong(const wxString& key, long value) override { return count() && RegConfig::DoWriteLong(key, value); }
+
+ private:
+  bool count() { return ++writes != failAt; }
+};
+
+}  // namespace
+
+// --- load ------------------------------------------------------------------------------
+
+TEST_F(ConfigStorageTest, LoadMirrorsKeysAndTypedValues) {
+  const auto tree = loaded();
+  ASSERT_NE(tree, nullptr);
+  EXPECT_EQ(text(tree), L"root default");  // the key's own value is the container's
+  EXPECT_EQ(tree->children().size(), 3u);
+
+  const auto autosnap = tree->childAt(L"Config/AUTOSNAP");
+  ASSERT_NE(autosnap, nullptr);
+  EXPECT_EQ(autosnap->path(), OdString(L"Config/AUTOSNAP"));
+  EXPECT_EQ(autosnap->type(), ConfigValBase::kULong);
+  EXPECT_EQ(number(autosnap), 127u);
+  EXPECT_EQ(text(tree->childAt(L"config/tempprefix")), L"D:\\Temp");
+  EXPECT_EQ(text(tree->childAt(L"Config/Env")), L"%PATH%");  // never expanded
+  EXPECT_EQ(number(tree->childAt(L"Config/Plot/Copies")), 1u);
+  EXPECT_EQ(text(tree->childAt(L"Dialogs/Open/Folder")), L"C:\\Drawings");
+  const auto empty = tree->childAt(L"Empty");
+  ASSERT_NE(empty, nullptr);
+  EXPECT_TRUE(empty->isContainerNode());
+  EXPECT_EQ(empty->path(), OdString(L"Empty/"));
+  EXPECT_TRUE(empty->children().empty());
+
+  // Fresh from the store: nothing touched, nothing to write.
+  std::vector<ConfigNodePtr> pending{tree};
+  std::size_t nodes = 0;
+  while (!pending.empty()) {
+    const auto n = pending.back();
+    pending.pop_back();
+    ++nodes;
+    EXPECT_FALSE(n->isContainerNode() && n->isTouched()) << wxString(n->path().c_str());
+    EXPECT_FALSE(n->isNew() || n->isModified()) << wxString(n->path().c_str());
+    for (const auto& c : n->children()) pending.push_back(c);
+  }
+  EXPECT_EQ(nodes, 13u);
+}
+
+TEST_F(ConfigStorageTest, LoadSkipsBinaryValuesAndKeepsNumbersOfAnySize) {
+  RegKey k = storeKey(L"Config");
+  ASSERT_TRUE(k.open());
+  wxMemoryBuffer bytes;
+  bytes.AppendData("\x01\x02", 2);
+  ASSERT_TRUE(k.setValue(L"Blob", bytes));
+  ASSERT_TRUE(k.setValue(L"AllBits", static_cast<long>(0xFFFFFFFFl)));
+  const auto tree = loaded();
+  EXPECT_EQ(tree->childAt(L"Config/Blob"), nullptr);
+  EXPECT_EQ(number(tree->childAt(L"Config/AllBits")), 0xFFFFFFFFul);
+}
+
+TEST_F(ConfigStorageTest, LoadRefusesWhatItCannotFill) {
+  EXPECT_FALSE(m_storage.load(nullptr, true));
+  EXPECT_FALSE(m_storage.load(ConfigNode::createNode(L"Config/AUTOSNAP"), true));
+  EXPECT_FALSE(m_storage.load(std::make_shared<ConfigDeletedNode>(L"Config/", true), true));
+  const auto missing = ConfigNode::createNode(L"NoSuchKey/");
+  EXPECT_FALSE(m_storage.load(missing, true));
+  EXPECT_TRUE(missing->children().empty());
+  ConfigRegistryStorage bad(L"/T//Root/");
+  EXPECT_FALSE(bad.load(ConfigNode::createNode(L""), true));
+  EXPECT_FALSE(bad.flush(ConfigNode::createNode(L"x"), true));
+  ConfigStorageWx none(kRoot, std::shared_ptr<wxConfigBase>());
+  EXPECT_FALSE(none.load(ConfigNode::createNode(L""), true));
+  EXPECT_FALSE(none.flush(ConfigNode::createNode(L"x"), true));
+}
+
+TEST_F(ConfigStorageTest, LoadingASubkeyUsesTheNodePathBelowTheRoot) {
+  const auto config = ConfigNode::createNode(L"Config/");
+  ASSERT_TRUE(m_storage.load(config, true));
+  EXPECT_EQ(number(config->childAt(L"OSMODE")), 4263u);
+  EXPECT_EQ(config->childAt(L"Plot/Device")->path(), OdString(L"Config/Plot/Device"));
+}
+
+TEST(ConfigStorageRoot, RootPathIsNormalised) {
+  EXPECT_EQ(ConfigRegistryStorage(L"A\\B").rootPath(), OdString(L"/A/B/"));
+  EXPECT_EQ(ConfigRegistryStorage(L"/A/B/").rootPath(), OdString(L"/A/B/"));
+  EXPECT_EQ(ConfigRegistryStorage(L"").rootPath(), OdString(L"/"));
+  EXPECT_TRUE(ConfigRegistryStorage(L"A/../B/").rootPath().isEmpty());
+  EXPECT_TRUE(ConfigRegistryStorage(L"A//B").rootPath().isEmpty());
+}
+
+// --- flush: what is written --------------------------------------------------------------
+
+TEST_F(ConfigStorageTest, FlushWritesOnlyChangedValues) {
+  const auto tree = loaded();
+  // Changed in place, parents untouched.
+  tree->childAt(L"Config/Plot/Copies")->setULong(3);
+  tree->childAt(L"Config/AUTOSNAP")->setString(L"text now");
+  // A value taken away in the tree is not a deletion: only a tombstone is.
+  tree->childAt(L"Config/TEMPPREFIX")->setString(nullptr);
+  EXPECT_FALSE(tree->childAt(L"Config/Plot")->isTouched());
+  // Meanwhile someone else changes a value the tree did not touch: an
+  // incremental flush must leave it alone.
+  ASSERT_TRUE(putNumber(L"Config", L"OSMODE", 1));
+  ASSERT_TRUE(putString(L"Config\\Plot", L"Device", L"elsewhere"));
+
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  EXPECT_EQ(stored(L"Config\\Plot", L"Copies"), L"n:3");
+  EXPECT_EQ(stored(L"Config", L"AUTOSNAP"), L"s:text now");
+  EXPECT_EQ(stored(L"Config", L"OSMODE"), L"n:1");
+  EXPECT_EQ(stored(L"Config\\Plot", L"Device"), L"s:elsewhere");
+  EXPECT_EQ(stored(L"Config", L"TEMPPREFIX"), L"s:D:\\Temp");
+  EXPECT_FALSE(tree->childAt(L"Config/Plot/Copies")->isModified());
+
+  // Nothing left to write: a second flush writes nothing.
+  auto counting = std::make_shared<CountingRegConfig>(L"Software\\TVCAD");
+  ConfigStorageWx wx(kRoot, counting);
+  ASSERT_TRUE(wx.flush(tree, true));
+  EXPECT_EQ(counting->writes, 0);
+}
+
+TEST_F(ConfigStorageTest, FlushWritesNewNodesAndKeys) {
+  const auto tree = loaded();
+  auto key = ConfigNode::createNode(L"Menus/");
+  auto deep = ConfigNode::createNode(L"Menus/Main/");
+  auto item = ConfigNode::createNode(L"Menus/Main/Item");
+  item->setString(L"Line");
+  ASSERT_TRUE(deep->addChild(item));
+  ASSERT_TRUE(key->addChild(deep));
+  ASSERT_TRUE(key->addChild(ConfigNode::createNode(L"Menus/Blank/")));
+  ASSERT_TRUE(key->addChild(ConfigNode::createNode(L"Menus/NoValue")));
+  ASSERT_TRUE(tree->addChild(key));
+  auto count = ConfigNode::createNode(L"Config/Count");
+  count->setULong(0);
+  ASSERT_TRUE(tree->childAt(L"Config")->addChild(count));
+  tree->childAt(L"Empty")->setString(L"now with a default");
+
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  EXPECT_EQ(stored(L"Menus\\Main", L"Item"), L"s:Line");
+  EXPECT_TRUE(keyExists(L"Menus\\Blank"));  // a new key without values exists too
+  EXPECT_EQ(stored(L"Menus", L"NoValue"), L"");
+  EXPECT_EQ(stored(L"Config", L"Count"), L"n:0");
+  EXPECT_EQ(stored(L"Empty", L""), L"s:now with a default");
+  EXPECT_FALSE(tree->isTouched());
+  EXPECT_FALSE(tree->childAt(L"Menus/Main")->isTouched());
+  EXPECT_FALSE(item->isNew());
+}
+
+TEST_F(ConfigStorageTest, TombstonesDeleteExactlyWhatTheyStandFor) {
+  const auto tree = loaded();
+  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Config/Plot/Device")));
+  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Dialogs/Open")));
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  EXPECT_EQ(stored(L"Config\\Plot", L"Device"), L"");
+  EXPECT_EQ(stored(L"Config\\Plot", L"Copies"), L"n:1");
+  EXPECT_FALSE(keyExists(L"Dialogs\\Open"));
+  EXPECT_TRUE(keyExists(L"Dialogs"));
+  EXPECT_EQ(stored(L"Config", L"TEMPPREFIX"), L"s:D:\\Temp");
+
+  // Carried out once: a value written later at that path by someone else
+  // survives the next incremental flush...
+  ASSERT_TRUE(putString(L"Config\\Plot", L"Device", L"back"));
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  EXPECT_EQ(stored(L"Config\\Plot", L"Device"), L"s:back");
+  // ...while a full flush makes the store hold the tree, deletions included,
+  // and does not fail on what is gone already.
+  ASSERT_TRUE(m_storage.flush(tree, false));
+  EXPECT_EQ(stored(L"Config\\Plot", L"Device"), L"");
+}
+
+TEST_F(ConfigStorageTest, AStandaloneTombstoneDeletesAtOnce) {
+  // As a profile deletion hands it over: a key path, nothing loaded.
+  ASSERT_TRUE(m_storage.flush(std::make_shared<ConfigDeletedNode>(L"Config/", true), true));
+  EXPECT_FALSE(keyExists(L"Config"));
+  EXPECT_TRUE(keyExists(L"Dialogs"));
+  ASSERT_TRUE(m_storage.flush(std::make_shared<ConfigDeletedNode>(L"Config/", true), false));  // gone already
+  // An absent node stands for nothing, even at the root.
+  ASSERT_TRUE(m_storage.flush(std::make_shared<ConfigNoNode>(L""), true));
+  EXPECT_TRUE(keyExists(L""));
+}
+
+TEST_F(ConfigStorageTest, OverlayReplacesTheOldSubtree) {
+  const auto tree = loaded();
+  // "config/" in another letter case replaces "Config/" with one value only.
+  auto config = ConfigNode::createNode(L"config/");
+  auto osmode = ConfigNode::createNode(L"config/osmode");
+  osmode->setULong(7);
+  ASSERT_TRUE(config->addChild(osmode));
+  ASSERT_TRUE(tree->addChild(config));
+  // A loaded, unchanged subtree moved onto another key's path is written in
+  // full there: the old key goes first.
+  auto open = ConfigNode::createNode(L"Dialogs/Open/");
+  ASSERT_TRUE(m_storage.load(open, true));
+  ASSERT_TRUE(tree->childAt(L"Dialogs")->addChild(open));
+  ASSERT_TRUE(putString(L"Dialogs\\Open", L"Stale", L"only in the store"));
+
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  std::vector<wxString> names;
+  RegKey newKey = storeKey(L"config");
+  ASSERT_TRUE(newKey.open(eRead) && newKey.getValueNames(names));
+  EXPECT_EQ(names, std::vector<wxString>{L"osmode"});
+  EXPECT_EQ(stored(L"config", L"OSMODE"), L"n:7");
+  EXPECT_FALSE(keyExists(L"Config\\Plot"));
+  std::vector<wxString> keys;
+  RegKey root = storeKey();
+  ASSERT_TRUE(root.open(eRead) && root.getSubKeys(keys));
+  EXPECT_EQ(keys, (std::vector<wxString>{L"config", L"Dialogs", L"Empty"}));  // the new letter case
+  EXPECT_EQ(stored(L"Dialogs\\Open", L"Folder"), L"s:C:\\Drawings");
+  EXPECT_EQ(stored(L"Dialogs\\Open", L"Stale"), L"");
+
+  // The deletion is carried out once; later flushes only write changes.
+  ASSERT_TRUE(putString(L"config", L"Extra", L"kept"));
+  osmode->setULong(8);
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  EXPECT_EQ(stored(L"config", L"Extra"), L"s:kept");
+  EXPECT_EQ(stored(L"config", L"OSMODE"), L"n:8");
+}
+
+TEST_F(ConfigStorageTest, RoundTripAtSeveralDepths) {
+  auto tree = loaded();
+  tree->setString(L"new root default");                          // the root key's own value
+  tree->childAt(L"Config/OSMODE")->setULong(0);                    // in place
+  tree->childAt(L"Config/Plot/Device")->setULong(12);              // another type
+  auto env = ConfigNode::createNode(L"Config/ENV");                // letter-case variant of a value
+  env->setString(L"%HOME%");
+  ASSERT_TRUE(tree->childAt(L"Config")->addChild(env));
+  auto dialogs = ConfigNode::createNode(L"DIALOGS/");              // replace a subtree
+  auto save = ConfigNode::createNode(L"DIALOGS/Save/");
+  auto folder = ConfigNode::createNode(L"DIALOGS/Save/Folder");
+  folder->setString(L"E:\\Out");
+  ASSERT_TRUE(save->addChild(folder));
+  ASSERT_TRUE(dialogs->addChild(save));
+  ASSERT_TRUE(tree->addChild(dialogs));
+  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Config/TEMPPREFIX")));  // remove a value
+  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Empty")));               // and a key
+  auto multi = ConfigNode::createNode(L"New/");                          // add at depth
+  auto line = ConfigNode::createNode(L"New/Lines");
+  line->setString(L"one\ntwo \"quoted\" back\\slash");
+  ASSERT_TRUE(multi->addChild(line));
+  ASSERT_TRUE(tree->addChild(multi));
+
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  const auto again = loaded();
+  EXPECT_TRUE(test::sameTree(tree, again));
+  // And the store holds exactly that: the key names as the tree spells them.
+  EXPECT_FALSE(keyExists(L"Empty"));
+  std::vector<wxString> keys;
+  RegKey root = storeKey();
+  ASSERT_TRUE(root.open(eRead) && root.getSubKeys(keys));
+  EXPECT_EQ(keys, (std::vector<wxString>{L"Config", L"DIALOGS", L"New"}));
+}
+
+// --- flush: full writes and other stores ------------------------------------------------
+
+TEST_F(ConfigStorageTest, FullFlushWritesEverythingElsewhere) {
+  const auto tree = loaded();
+  tree->childAt(L"Config/OSMODE")->setULong(5);
+  ConfigRegistryStorage copy(L"/T/Copy/");
+  ASSERT_TRUE(copy.flush(tree, false));
+  auto again = ConfigNode::createNode(L"");
+  ASSERT_TRUE(copy.load(again, true));
+  EXPECT_TRUE(test::sameTree(tree, again));
+  EXPECT_TRUE(RegKey(eCurrentUser, L"Software\\TVCAD\\T\\Copy\\Empty").exists());
+  // The marks are the tree's bookkeeping against its own store: a full write
+  // elsewhere leaves them, and the change still reaches the tree's store.
+  EXPECT_TRUE(tree->childAt(L"Config/OSMODE")->isModified());
+  EXPECT_EQ(stored(L"Config", L"OSMODE"), L"n:4263");
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  EXPECT_EQ(stored(L"Config", L"OSMODE"), L"n:5");
+}
+
+TEST_F(ConfigStorageTest, LoadingAsForeignKeepsNodesNew) {
+  auto profile = ConfigNode::createNode(L"");
+  ASSERT_TRUE(m_storage.load(profile, false));
+  EXPECT_TRUE(profile->childAt(L"Config/OSMODE")->isNew());
+  EXPECT_FALSE(profile->isTouched());
+  // An incremental flush to another store writes it all.
+  ConfigRegistryStorage other(L"/T/Other/");
+  ASSERT_TRUE(other.flush(profile, true));
+  RegKey plot(eCurrentUser, L"Software\\TVCAD\\T\\Other\\Config\\Plot");
+  ASSERT_TRUE(plot.open(eRead));
+  EXPECT_EQ(plot.valueCount(), 2u);
+  EXPECT_FALSE(profile->childAt(L"Config/OSMODE")->isNew());
+}
+
+TEST_F(ConfigStorageTest, AFailedFlushChangesNothing) {
+  const auto tree = loaded();
+  for (const wchar_t* name : {L"Config/OSMODE", L"Config/AUTOSNAP", L"Config/Plot/Copies"}) {
+    tree->childAt(name)->setULong(99);
+  }
+  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Dialogs")));
+  auto later = ConfigNode::createNode(L"Empty/Later");
+  later->setString(L"x");
+  ASSERT_TRUE(tree->childAt(L"Empty")->addChild(later));
+  // Writes 1 to 3 are the Config values, then Dialogs goes, then write 4 fails.
+  auto failing = std::make_shared<CountingRegConfig>(L"Software\\TVCAD");
+  failing->failAt = 4;
+  ConfigStorageWx wx(kRoot, failing);
+  EXPECT_FALSE(wx.flush(tree, true));
+  EXPECT_EQ(failing->writes, 4);
+  // Nothing reached the store, the deletion included, and the marks still
+  // say what is to be written.
+  EXPECT_EQ(stored(L"Config", L"OSMODE"), L"n:4263");
+  EXPECT_EQ(stored(L"Config", L"AUTOSNAP"), L"n:127");
+  EXPECT_TRUE(keyExists(L"Dialogs\\Open"));
+  EXPECT_EQ(stored(L"Empty", L"Later"), L"");
+  EXPECT_TRUE(tree->childAt(L"Config/OSMODE")->isModified());
+  EXPECT_TRUE(tree->isTouched());
+  // The next attempt writes it all.
+  failing->failAt = -1;
+  ASSERT_TRUE(wx.flush(tree, true));
+  EXPECT_EQ(stored(L"Config\\Plot", L"Copies"), L"n:99");
+  EXPECT_EQ(stored(L"Empty", L"Later"), L"s:x");
+  EXPECT_FALSE(keyExists(L"Dialogs"));
+}
+
+TEST_F(ConfigStorageTest, WxStorageOverAFileConfig) {
+  const auto tree = loaded();
+  const auto file = m_store.dir() / "settings.ini";
+  auto ini = std::make_shared<wxFileConfig>(wxString(), wxString(), wxString(file.string()), wxString(),
+                                            wxCONFIG_USE_LOCAL_FILE);
+  ini->SetPath(L"/Elsewhere");
+  ConfigStorageWx storage(L"/Profiles/Default/", ini);
+  ASSERT_TRUE(storage.flush(tree, false));
+  EXPECT_EQ(ini->GetPath(), wxString(L"/Elsewhere"));  // the caller's path is kept
+  ASSERT_TRUE(ini->IsExpandingEnvVars());
+
+  // The file holds the tree, and loads back; a file cannot tell numbers from
+  // text, and has no default values of keys.
+  wxFileConfig reread(wxString(), wxString(), wxString(file.string()), wxString(), wxCONFIG_USE_LOCAL_FILE);
+  EXPECT_EQ(reread.Read(L"/Profiles/Default/Config/Plot/Device", wxString()), wxString(L"PDF"));
+  ConfigStorageWx back(L"Profiles/Default", reread);
+  auto copy = ConfigNode::createNode(L"");
+  ASSERT_TRUE(back.load(copy, true));
+  EXPECT_EQ(text(copy->childAt(L"Config/AUTOSNAP")), L"127");
+  EXPECT_EQ(text(copy->childAt(L"Config/Env")), L"%PATH%");
+  EXPECT_EQ(text(copy->childAt(L"Dialogs/Open/Folder")), L"C:\\Drawings");
+  EXPECT_NE(copy->childAt(L"Empty"), nullptr);
+  EXPECT_EQ(copy->type(), ConfigValBase::kNoValue);
+}
+
+// --- storages made for a key path ------------------------------------------------------
+
+namespace {
+
+class Manager : public ConfigManagerBase {
+ public:
+  using ConfigManagerBase::exportNode;
+  using ConfigManagerBase::importNode;
+};
+
+}  // namespace
+
+TEST_F(ConfigStorageTest, CreateStorageForAKeyPath) {
+  EXPECT_NE(ConfigManagerBase::createStorage(kRoot, false), nullptr);
+  EXPECT_EQ(ConfigManagerBase::createStorage(L"/T/Missing/", false), nullptr);
+  EXPECT_FALSE(RegKey(eCurrentUser, L"Software\\TVCAD\\T\\Missing").exists());
+  const auto made = ConfigManagerBase::createStorage(L"/T/Missing/Deeper/", true);
+  ASSERT_NE(made, nullptr);
+  EXPECT_EQ(made->rootPath(), OdString(L"/T/Missing/Deeper/"));
+  EXPECT_TRUE(RegKey(eCurrentUser, L"Software\\TVCAD\\T\\Missing\\Deeper").exists());
+  EXPECT_EQ(ConfigManagerBase::createStorage(L"/T//x/", true), nullptr);
+}
+
+TEST_F(ConfigStorageTest, ImportAndExportNodes) {
+  const auto tree = Manager::importNode(kRoot);
+  ASSERT_NE(tree, nullptr);
+  EXPECT_EQ(tree->path(), OdString(L""));
+  EXPECT_EQ(number(tree->childAt(L"Config/OSMODE")), 4263u);
+  EXPECT_EQ(Manager::importNode(L"/T/Missing/"), nullptr);
+
+  ASSERT_TRUE(Manager::exportNode(tree, L"/T/Exported/"));
+  EXPECT_TRUE(test::sameTree(tree, Manager::importNode(L"/T/Exported")));
+  EXPECT_FALSE(Manager::exportNode(nullptr, L"/T/Exported/"));
+  EXPECT_FALSE(Manager::exportNode(tree, L"/T/../x"));
+}
