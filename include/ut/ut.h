@@ -4,3 +4,8 @@
 #include <ut/ut_export.h>
 #include <ut/ut_platform.h>
 #include <ut/ut_regstore.h>
+#include <ut/ut_encodings.h>
+#include <ut/ut_parser.h>
+#include <ut/ut_sorting.h>
+#include <ut/ut_strings.h>
+#include <ut/ut_uuid.h>
