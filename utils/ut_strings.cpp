@@ -229,18 +229,16 @@ OdString& wrapInQuotes(OdString& text) {
 }
 
 OdString& trimTrailingZeros(OdString& number, const wchar_t& separator) {
+  const int length = number.getLength();
+  int kept = length;
   const int at = number.reverseFind(separator);
   if (at > 0) {
-    int length = number.getLength();
-    int removable = length - at - 1;
-    while (removable > 0 && number.getAt(length - 1) == L'0') {
-      --length;
-      --removable;
-    }
-    if (length != number.getLength()) number = number.left(length);
+    // At most the characters after the separator can go.
+    while (kept > at + 1 && number.getAt(kept - 1) == L'0') --kept;
   }
-  const int length = number.getLength();
-  if (length > 0 && number.getAt(length - 1) == separator) number = number.left(length - 1);
+  if (kept > 0 && number.getAt(kept - 1) == separator) --kept;
+  // Removing in place keeps the string's buffer.
+  if (kept < length) number.deleteChars(kept, length - kept);
   return number;
 }
 
