@@ -4,6 +4,7 @@
 #include <ut/ut_export.h>
 #include <ut/ut_platform.h>
 #include <ut/ut_regstore.h>
+#include <ut/ut_registry.h>
 #include <ut/ut_encodings.h>
 #include <ut/ut_parser.h>
 #include <ut/ut_sorting.h>

@@ -13,7 +13,14 @@
 //    one, REG_DWORD as 4 and REG_QWORD as 8 little-endian bytes.
 //  - A write outside a transaction is durable and visible to other processes
 //    when the call returns; RegTransaction groups writes so that they land
-//    completely or not at all.
+//    completely or not at all. The file is a SQLite database in WAL mode with
+//    synchronous=NORMAL: what a call has written survives a crash of the
+//    process at once, and the file stays consistent after a power failure
+//    (which may lose the last commits).
+//  - Reads are served from a per-process cache that any commit to the file,
+//    from any process, invalidates; a value written elsewhere is read back at
+//    once.
+//  - Thread-safe: one store per process, its calls serialised.
 //
 // RegKey plays the role of wxRegKey and RegConfig that of wxRegConfig.
 
@@ -72,9 +79,13 @@ UT_EXPORT bool parseRootKeyName(const wxString& name, ERootKey& root);
 
 // The process-wide store file. The default is "$UT_REGISTRY_FILE" when that
 // environment variable is set, else "<XDG_CONFIG_HOME or ~/.config>/TVCAD/
-// registry.db". The store opens lazily on first use; a file that exists but is
-// not a valid store is never replaced or deleted: every operation fails and
-// lastError() names the file and the reason.
+// registry.db" (missing folders are created, private to the user). The store
+// opens lazily on first use and tries again on each use while it cannot. A
+// file that exists but is not a valid store (not a database, a database of
+// another kind, a damaged or newer store format) is never replaced, changed or
+// deleted: every operation fails and lastError() names the file and the
+// reason, as in "Registry store "/path/x.db" cannot be used: file is not a
+// database".
 class UT_EXPORT RegStore {
  public:
   // Where the store is (or will be) kept.
@@ -89,7 +100,9 @@ class UT_EXPORT RegStore {
   static bool open();
   // Closes the store (it reopens on next use).
   static void close();
-  // The last failure of this thread's store operations, empty if none.
+  // The last failure of this thread's store operations (the file, I/O,
+  // locking, a refused write), empty if none since the last successful
+  // open() or setFile(). A missing key or value is no failure of the store.
   static wxString lastError();
   // The schema version recorded in the open store file (0 if not open).
   static int schemaVersion();
@@ -108,7 +121,10 @@ class UT_EXPORT RegTransaction {
   RegTransaction(const RegTransaction&) = delete;
   RegTransaction& operator=(const RegTransaction&) = delete;
 
-  // False when the transaction could not begin (store unavailable).
+  // False when the transaction could not begin (store unavailable, or another
+  // process held the write lock past the busy timeout of 10 s). Such a scope
+  // refuses this thread's writes until it ends, so that nothing lands outside
+  // the transaction the caller asked for.
   bool isActive() const;
   bool commit();
   void rollback();
@@ -119,11 +135,16 @@ class UT_EXPORT RegTransaction {
 };
 
 // One key of the store, addressed by root and path ("Software\\TVCAD\\X", "\"
-// between levels, no leading or trailing "\"). Constructing a RegKey touches
-// nothing; open() or create() binds it to an existing key. All operations
-// answer false (or an empty result) on failure and never throw.
+// between levels, no leading or trailing "\"). A key name is 1 to 255 UTF-16
+// units and cannot hold "\"; a path with an empty level addresses nothing.
+// Constructing a RegKey touches nothing; open() or create() binds it to an
+// existing key, and every other operation except exists() fails while it is
+// not open. All operations answer false (or an empty result) on failure and
+// never throw. If the key is deleted (by any process) while open, operations
+// fail; if it is created again under the same path, the object follows it.
 class UT_EXPORT RegKey {
  public:
+  // Addresses no key: every operation fails; root() answers -1.
   RegKey();
   RegKey(ERootKey root, const wxString& path);
   // A subkey of another key (need not be open).
@@ -145,14 +166,18 @@ class UT_EXPORT RegKey {
 
   bool exists() const;
   bool isOpen() const;
-  // Opens an existing key.
+  // Opens an existing key. With eRead every change is refused.
   bool open(EAccessMode mode = eWrite);
   // Opens the key, creating it and any missing parents first.
   bool create();
   bool close();
 
-  // Typed access. String reads accept REG_SZ and REG_EXPAND_SZ (not expanded);
-  // number reads accept REG_DWORD (and a REG_SZ holding a decimal number).
+  // Typed access. String reads accept REG_SZ and REG_EXPAND_SZ (not expanded),
+  // dropping the terminating NUL(s); data without a terminator or with an odd
+  // byte count is read as far as it goes. Number reads accept REG_DWORD (as a
+  // signed 32-bit number, as a long is on Windows: 0xFFFFFFFF reads -1),
+  // REG_QWORD, and a REG_SZ holding a decimal number. The binary read hands
+  // back the raw bytes of a value of any type.
   bool hasValue(const wxString& name) const;
   bool hasSubKey(const wxString& name) const;
   // eRegNone when the value does not exist; use hasValue() to tell apart.
@@ -161,7 +186,7 @@ class UT_EXPORT RegKey {
   bool queryValue(const wxString& name, long& value) const;
   bool queryValue64(const wxString& name, std::int64_t& value) const;
   bool queryValue(const wxString& name, wxMemoryBuffer& value) const;
-  // REG_MULTI_SZ as a list of strings.
+  // REG_MULTI_SZ as a list of strings (up to the first empty one).
   bool queryMultiString(const wxString& name, std::vector<wxString>& value) const;
   // Any value, as its type number and raw bytes.
   bool queryRawValue(const wxString& name, unsigned& type, std::vector<std::uint8_t>& data) const;
@@ -171,13 +196,16 @@ class UT_EXPORT RegKey {
   bool setValue64(const wxString& name, std::int64_t value);           // REG_QWORD
   bool setValue(const wxString& name, const wxMemoryBuffer& value);    // REG_BINARY
   bool setExpandString(const wxString& name, const wxString& value);   // REG_EXPAND_SZ
-  bool setMultiString(const wxString& name, const std::vector<wxString>& value);  // REG_MULTI_SZ
+  // REG_MULTI_SZ; false for a list holding an empty string or a NUL, which the
+  // type cannot represent.
+  bool setMultiString(const wxString& name, const std::vector<wxString>& value);
   bool setRawValue(const wxString& name, unsigned type, const void* data, std::size_t size);
 
   bool deleteValue(const wxString& name);
-  // Deletes a subkey with its whole subtree.
+  // Deletes a subkey (a relative path) with its whole subtree, atomically.
   bool deleteKey(const wxString& subkey);
   // Deletes this key with its whole subtree; the object is closed afterwards.
+  // A root cannot be deleted.
   bool deleteSelf();
 
   // Names in enumeration order: subkeys sorted case-insensitively, values in
@@ -187,8 +215,9 @@ class UT_EXPORT RegKey {
   std::size_t subKeyCount() const;
   std::size_t valueCount() const;
 
-  // Copies this key's values and subtree into dest (created if missing),
-  // overwriting values of the same name; one transaction.
+  // Copies this key's values and subtree into dest (created if missing, and
+  // opened), overwriting values of the same name; one transaction. Copying
+  // into the key's own subtree is refused; onto itself it changes nothing.
   bool copy(RegKey& dest) const;
 
  private:
@@ -197,16 +226,34 @@ class UT_EXPORT RegKey {
 };
 
 // A wxConfigBase over the store, rooted at HKEY_CURRENT_USER\Software\<company
-// key> (or another key below HKEY_CURRENT_USER). GetEntryType() answers
-// Type_Integer for REG_DWORD and Type_String for REG_SZ. Paths use "/" as every
-// wxConfigBase does; they map to "\" in the store.
+// key> (or another key below HKEY_CURRENT_USER, given with "\" or "/"). Paths
+// use "/" as every wxConfigBase does (absolute, relative, "." and ".."); they
+// map to "\" in the store, so a group name cannot hold "\".
+//
+//  - GetEntryType(): Type_Integer for REG_DWORD and REG_QWORD, Type_String for
+//    REG_SZ and REG_EXPAND_SZ, Type_Unknown for any other type.
+//  - Numbers are written as REG_DWORD when they fit 32 bits (signed or
+//    unsigned), else as REG_QWORD, so nothing is cut off although a long has
+//    64 bits here. A REG_DWORD reads back as a signed 32-bit number. Reading a
+//    number from a REG_SZ holding one works, and a number read as a string
+//    gives its decimal text.
+//  - Writes are in the store when they return, or belong to the calling
+//    thread's RegTransaction: Flush() has nothing to do.
+//  - DeleteEntry() with deleteGroupIfEmpty deletes the group it emptied (never
+//    the root) and moves the current path to its parent, as wx does;
+//    DeleteGroup() answers false for a group that does not exist; DeleteAll()
+//    deletes the root key with everything under it.
+//  - Environment variables in strings are expanded on reading unless
+//    SetExpandEnvVars(false) is called (wxConfigBase's default).
 class UT_EXPORT RegConfig : public wxConfigBase {
  public:
   explicit RegConfig(const wxString& rootKeyPath = wxString(L"Software\\") + kCompanyKey);
   ~RegConfig() override;
 
   // Installs a RegConfig as the application's wxConfigBase unless the host has
-  // already set one; returns the object in force.
+  // already set one; returns the object in force. The installed object belongs
+  // to wx's global slot: the application deletes it with
+  // delete wxConfigBase::Set(nullptr).
   static wxConfigBase* installAsDefault();
 
   void SetPath(const wxString& path) override;
@@ -232,9 +279,11 @@ class UT_EXPORT RegConfig : public wxConfigBase {
  protected:
   bool DoReadString(const wxString& key, wxString* value) const override;
   bool DoReadLong(const wxString& key, long* value) const override;
+  bool DoReadLongLong(const wxString& key, wxLongLong_t* value) const override;
   bool DoReadBinary(const wxString& key, wxMemoryBuffer* buf) const override;
   bool DoWriteString(const wxString& key, const wxString& value) override;
   bool DoWriteLong(const wxString& key, long value) override;
+  bool DoWriteLongLong(const wxString& key, wxLongLong_t value) override;
   bool DoWriteBinary(const wxString& key, const wxMemoryBuffer& buf) override;
 
  private:

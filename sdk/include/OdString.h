@@ -114,9 +114,10 @@ class UTSDK_EXPORT OdString {
   // printf-style formatting into this string. Conversions follow the C
   // library's wide printf, except that `%s` and `%c` take wide arguments
   // (`const wchar_t*`, `wchar_t`) exactly like `%ls` and `%lc`; `%hs` and
-  // `%hc` take narrow ones. The output has no length limit. When formatting
-  // fails (e.g. a narrow argument that is not valid in the current locale)
-  // the string becomes empty.
+  // `%hc` take narrow ones. A conversion cut off by the end of the format is
+  // printed as text. The output has no length limit. When formatting fails
+  // (e.g. a narrow argument that is not valid in the current locale) the
+  // string becomes empty. A null format gives an empty string.
   OdString& format(const wchar_t* fmt, ...);
   OdString& formatV(const wchar_t* fmt, va_list args);
 

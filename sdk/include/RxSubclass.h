@@ -18,11 +18,21 @@ struct UTSDK_EXPORT OdRxClassName {
   wchar_t m_text[N]{};  // public: template arguments must be structural
 };
 
+// Holds the descriptor of class T. Kept apart from OdRxSubclass because a
+// template with a class-type argument such as OdRxClassName always gets
+// hidden visibility, which would give every shared library its own copy;
+// this one is keyed by T alone and so is shared whenever T is exported.
+template <class T>
+struct UTSDK_EXPORT OdRxClassSlot {
+  static inline std::atomic<OdRxClass*> g_pDesc{nullptr};
+};
+
 // Gives class T, derived from TParent, the runtime-class members:
 //
 //   class MyEntity : public OdRxSubclass<MyEntity, OdDbObject, L"MyEntity"> {...};
 //
-// - desc(): T's descriptor (held in g_pDesc), null while T is not registered;
+// - desc(): T's descriptor (held in OdRxClassSlot<T>::g_pDesc), null while T
+//   is not registered;
 // - isA(): desc();
 // - cast(object): `object` as OdSmartPtr<T> when it is a T, else null;
 // - createObject(): a new T holding one reference (only for a T that is
@@ -41,7 +51,7 @@ class UTSDK_EXPORT OdRxSubclass : public TParent {
  public:
   using TParent::TParent;
 
-  static OdRxClass* desc() noexcept { return g_pDesc.load(std::memory_order_acquire); }
+  static OdRxClass* desc() noexcept { return OdRxClassSlot<T>::g_pDesc.load(std::memory_order_acquire); }
   OdRxClass* isA() const override { return desc(); }
 
   static OdSmartPtr<T> cast(const OdRxObject* object) {
@@ -67,12 +77,10 @@ class UTSDK_EXPORT OdRxSubclass : public TParent {
   static void rxInit(AppNameChangeFuncPtr appNameCallback) {
     OdRxClass* cls = newOdRxClass(OdString(Name.m_text), TParent::desc(),
                                   std::is_default_constructible_v<T> ? &pseudoConstructor : nullptr, appNameCallback);
-    g_pDesc.store(cls, std::memory_order_release);
+    OdRxClassSlot<T>::g_pDesc.store(cls, std::memory_order_release);
   }
   static void rxUninit() {
-    if (OdRxClass* cls = g_pDesc.exchange(nullptr, std::memory_order_acq_rel)) deleteOdRxClass(cls);
+    if (OdRxClass* cls = OdRxClassSlot<T>::g_pDesc.exchange(nullptr, std::memory_order_acq_rel))
+      deleteOdRxClass(cls);
   }
-
- private:
-  static inline std::atomic<OdRxClass*> g_pDesc{nullptr};
 };

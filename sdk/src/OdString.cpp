@@ -58,11 +58,15 @@ std::wstring wideConversions(std::wstring_view fmt) {
       out += fmt[i++];
       continue;
     }
+    const std::size_t percentAt = out.size();
     out += fmt[i++];
     while (i < fmt.size() && inSet(fmt[i], L"0123456789$-+ #'.*")) out += fmt[i++];
     std::wstring lengthModifier;
     while (i < fmt.size() && inSet(fmt[i], L"hlLqjzt")) lengthModifier += fmt[i++];
     if (i == fmt.size()) {
+      // A conversion cut off by the end of the format is printed as text
+      // rather than handed to the C library, which leaves it undefined.
+      out.insert(percentAt, 1, L'%');
       out += lengthModifier;
       break;
     }

@@ -1,7 +1,14 @@
 #pragma once
 
+#include <wx/string.h>
+
+#include <sys/types.h>
+
+#include <chrono>
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace ut::test {
 
@@ -19,6 +26,59 @@ class TempDir {
 
  private:
   std::filesystem::path m_path;
+};
+
+// Points the process's registry store (ut::RegStore) at a fresh file in a
+// private temporary folder for the object's lifetime, then switches back to
+// the file that was in force before. Every test that reads or writes the
+// store creates one, so tests never see each other's data or the user's.
+class TempStore {
+ public:
+  TempStore();
+  ~TempStore();
+  TempStore(const TempStore&) = delete;
+  TempStore& operator=(const TempStore&) = delete;
+
+  // The store file (it exists once the store has opened it).
+  const std::filesystem::path& file() const { return m_file; }
+  // The folder holding it; other files of the test may go there too.
+  const TempDir& dir() const { return m_dir; }
+  // True when the store accepted the file.
+  bool ok() const { return m_ok; }
+
+ private:
+  TempDir m_dir;
+  std::filesystem::path m_file;
+  wxString m_previous;
+  bool m_previousWasDefault = true;
+  bool m_ok = false;
+};
+
+// Another process, started from a program path and its arguments, whose
+// standard output the test reads line by line (standard error is inherited).
+// The destructor kills a child that is still running and reaps it.
+class ChildProcess {
+ public:
+  ChildProcess(const std::string& program, const std::vector<std::string>& args);
+  ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  bool started() const { return m_pid > 0; }
+  // The next line of output without its line feed; nullopt at the end of the
+  // output or when none arrives in time.
+  std::optional<std::string> readLine(std::chrono::milliseconds timeout = std::chrono::seconds(30));
+  // Sends a signal (SIGKILL by default).
+  void kill(int signal = 9);
+  // Waits for the end: the exit code, or 128 + the signal that ended it;
+  // -1 when it does not end within the timeout.
+  int wait(std::chrono::milliseconds timeout = std::chrono::seconds(60));
+
+ private:
+  pid_t m_pid = -1;
+  int m_out = -1;
+  std::string m_pending;
+  std::optional<int> m_status;
 };
 
 // Reads a whole file as bytes; empty when it cannot be read.

@@ -1,0 +1,244 @@
+#include "DbFullSubentPath.h"
+#include "DbHandle.h"
+#include "DbObject.h"
+#include "DbObjectId.h"
+#include "Ge/GePoint2d.h"
+#include "Ge/GePoint3d.h"
+#include "OdError.h"
+#include "RxSubclass.h"
+#include "sdk_test_print.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <set>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::atomic<int> g_blocksDestroyed{0};
+
+class TestBlock : public OdRxSubclass<TestBlock, OdDbObject, L"TestBlock"> {
+ public:
+  ~TestBlock() override { ++g_blocksDestroyed; }
+  int m_number = 0;
+};
+
+OdDbObjectId addBlock(int number) {
+  OdSmartPtr<TestBlock> block = TestBlock::createObject();
+  block->m_number = number;
+  return OdDbObjectStore::add(block);
+}
+
+template <class Action>
+int errorCodeOf(Action action) {
+  try {
+    action();
+  } catch (const OdError& e) {
+    return e.code();
+  }
+  return -1;
+}
+
+OdDbFullSubentPath pathOf(std::initializer_list<OdDbObjectId> ids, OdDb::SubentType type, OdGsMarker index) {
+  return OdDbFullSubentPath(OdDbObjectIdArray(ids), OdDbSubentId(type, index));
+}
+
+// Opening objects as TestBlock needs the class registered.
+class DbObjects : public ::testing::Test {
+ protected:
+  void SetUp() override { TestBlock::rxInit(); }
+  void TearDown() override { TestBlock::rxUninit(); }
+};
+
+}  // namespace
+
+TEST(OdDbHandle, HexTextRoundTrip) {
+  EXPECT_EQ(OdDbHandle(0x1A2B).ascii(), L"1A2B");
+  EXPECT_EQ(OdDbHandle(OdString(L"1a2B")), OdDbHandle(0x1A2B));
+  EXPECT_EQ(OdDbHandle().ascii(), L"0");
+  EXPECT_TRUE(OdDbHandle().isNull());
+  const OdDbHandle max(UINT64_MAX);
+  EXPECT_EQ(max.ascii(), L"FFFFFFFFFFFFFFFF");
+  EXPECT_EQ(OdDbHandle(max.ascii()), max);
+  EXPECT_EQ(OdDbHandle(OdString(L"0000000000000001")).value(), 1u);
+  EXPECT_EQ(static_cast<std::uint64_t>(OdDbHandle(OdString(L"ff"))), 255u);
+}
+
+TEST(OdDbHandle, InvalidTextGivesNullHandle) {
+  EXPECT_TRUE(OdDbHandle(OdString()).isNull());
+  EXPECT_TRUE(OdDbHandle(OdString(L"12G4")).isNull());
+  EXPECT_TRUE(OdDbHandle(OdString(L" 12")).isNull());
+  EXPECT_TRUE(OdDbHandle(OdString(L"-1")).isNull());
+  EXPECT_TRUE(OdDbHandle(OdString(L"0x10")).isNull());
+  EXPECT_TRUE(OdDbHandle(OdString(L"10000000000000000")).isNull());  // 17 digits overflow
+  EXPECT_TRUE(OdDbHandle(OdString(L"\uFF11")).isNull());  // a full-width digit is not hex
+}
+
+TEST(OdDbHandle, Ordering) {
+  EXPECT_LT(OdDbHandle(2), OdDbHandle(10));
+  EXPECT_LT(OdDbHandle(0x7FFFFFFFFFFFFFFF), OdDbHandle(0x8000000000000000));  // unsigned order
+  EXPECT_NE(OdDbHandle(1), OdDbHandle(2));
+}
+
+TEST_F(DbObjects, AddAndOpen) {
+  const OdDbObjectId first = addBlock(1);
+  const OdDbObjectId second = addBlock(2);
+  EXPECT_FALSE(first.isNull());
+  EXPECT_NE(first, second);
+  EXPECT_LT(first, second);  // identifiers follow the order of addition
+  EXPECT_TRUE(first.isValid());
+  EXPECT_FALSE(first.isErased());
+  EXPECT_FALSE(first.handle().isNull());
+  EXPECT_NE(first.handle(), second.handle());
+
+  const OdDbObjectPtr opened = second.openObject();
+  ASSERT_FALSE(opened.isNull());
+  EXPECT_EQ(opened->objectId(), second);
+  const OdSmartPtr<TestBlock> block = TestBlock::cast(opened.get());
+  ASSERT_FALSE(block.isNull());
+  EXPECT_EQ(block->m_number, 2);
+  EXPECT_EQ(second.openObject(OdDb::kForWrite), opened);  // the same shared object
+  EXPECT_EQ(second.safeOpenObject(), opened);
+
+  // Adding an object again keeps its identifier.
+  EXPECT_EQ(OdDbObjectStore::add(opened), second);
+  EXPECT_TRUE(OdDbObjectStore::add(OdDbObjectPtr()).isNull());
+  EXPECT_TRUE(OdDbObject::createObject()->objectId().isNull());
+}
+
+TEST_F(DbObjects, StoreKeepsObjectsAlive) {
+  const int before = g_blocksDestroyed;
+  const OdDbObjectId id = addBlock(7);  // the creator's pointer is gone already
+  EXPECT_EQ(g_blocksDestroyed, before);
+  const OdDbObjectPtr opened = id.openObject();
+  ASSERT_FALSE(opened.isNull());
+  EXPECT_EQ(opened->numRefs(), 2);  // the store's and ours
+  ASSERT_TRUE(OdDbObjectStore::erase(id));
+  EXPECT_EQ(g_blocksDestroyed, before);  // erased objects can still be opened explicitly
+}
+
+TEST_F(DbObjects, ErasedObjectsAreNotOpened) {
+  const OdDbObjectId id = addBlock(3);
+  const OdDbObjectPtr held = id.openObject();
+  EXPECT_TRUE(OdDbObjectStore::erase(id));
+  EXPECT_FALSE(OdDbObjectStore::erase(id));  // only once
+  EXPECT_TRUE(id.isErased());
+  EXPECT_FALSE(id.isValid());
+  EXPECT_TRUE(held->isErased());
+  EXPECT_TRUE(id.openObject().isNull());
+  EXPECT_TRUE(id.openObject(OdDb::kForRead, false).isNull());
+  EXPECT_EQ(id.openObject(OdDb::kForRead, true), held);
+  EXPECT_EQ(errorCodeOf([&] { id.safeOpenObject(); }), eWasErased);
+  EXPECT_EQ(id.safeOpenObject(OdDb::kForRead, true), held);
+}
+
+TEST_F(DbObjects, NullIdentifier) {
+  const OdDbObjectId id;
+  EXPECT_TRUE(id.isNull());
+  EXPECT_EQ(id, OdDbObjectId::kNull);
+  EXPECT_FALSE(id.isValid());
+  EXPECT_FALSE(id.isErased());
+  EXPECT_TRUE(id.handle().isNull());
+  EXPECT_TRUE(id.openObject().isNull());
+  EXPECT_TRUE(id.openObject(OdDb::kForRead, true).isNull());
+  EXPECT_FALSE(OdDbObjectStore::erase(id));
+  EXPECT_EQ(errorCodeOf([&] { id.safeOpenObject(); }), eNullObjectId);
+  EXPECT_LT(id, addBlock(0));
+}
+
+TEST_F(DbObjects, ConcurrentAddOpenAndErase) {
+  constexpr int kThreads = 4;
+  constexpr int kPerThread = 500;
+  std::vector<std::vector<OdDbObjectId>> ids(kThreads);
+  std::atomic<int> wrongOpens{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t, &ids, &wrongOpens] {
+      for (int i = 0; i < kPerThread; ++i) {
+        const OdDbObjectId id = addBlock(t * kPerThread + i);
+        ids[t].push_back(id);
+        const OdSmartPtr<TestBlock> block = TestBlock::cast(id.openObject().get());
+        if (block.isNull() || block->m_number != t * kPerThread + i) ++wrongOpens;
+        if (i % 2 == 0 && (!OdDbObjectStore::erase(id) || !id.openObject().isNull())) ++wrongOpens;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(wrongOpens, 0);
+  std::set<OdDbObjectId> unique;
+  for (const auto& list : ids) unique.insert(list.begin(), list.end());
+  EXPECT_EQ(unique.size(), static_cast<std::size_t>(kThreads * kPerThread));
+}
+
+TEST(OdDbFullSubentPath, EqualityAndOrdering) {
+  const OdDbObjectId a = addBlock(0);
+  const OdDbObjectId b = addBlock(0);
+  const auto edge1 = pathOf({a, b}, OdDb::kEdgeSubentType, 1);
+  EXPECT_EQ(edge1, pathOf({a, b}, OdDb::kEdgeSubentType, 1));
+  EXPECT_NE(edge1, pathOf({a, b}, OdDb::kEdgeSubentType, 2));
+  EXPECT_NE(edge1, pathOf({a, b}, OdDb::kFaceSubentType, 1));
+  EXPECT_NE(edge1, pathOf({b, a}, OdDb::kEdgeSubentType, 1));
+
+  // Identifiers first, element by element, a prefix before its extension.
+  EXPECT_LT(pathOf({a, b}, OdDb::kVertexSubentType, 9), pathOf({b}, OdDb::kNullSubentType, 0));
+  EXPECT_LT(pathOf({a}, OdDb::kVertexSubentType, 9), pathOf({a, b}, OdDb::kNullSubentType, 0));
+  // Then the subentity: type before index.
+  EXPECT_LT(pathOf({a}, OdDb::kFaceSubentType, 5), pathOf({a}, OdDb::kEdgeSubentType, 1));
+  EXPECT_LT(pathOf({a}, OdDb::kEdgeSubentType, 1), pathOf({a}, OdDb::kEdgeSubentType, 2));
+  EXPECT_FALSE(edge1 < edge1);
+
+  OdDbFullSubentPath single(a, OdDbSubentId(OdDb::kFaceSubentType, 4));
+  EXPECT_EQ(single.objectIds(), OdDbObjectIdArray{a});
+  EXPECT_EQ(single.subentId().index(), 4);
+  single.objectIds().append(b);
+  single.subentId().setType(OdDb::kEdgeSubentType);
+  EXPECT_EQ(single, pathOf({a, b}, OdDb::kEdgeSubentType, 4));
+  EXPECT_EQ(OdDbFullSubentPath(), pathOf({}, OdDb::kNullSubentType, 0));
+}
+
+TEST(OdGePoint, ArithmeticAndDistance) {
+  const OdGePoint3d p(1.0, 2.0, 3.0);
+  const OdGePoint3d q(4.0, 6.0, 3.0);
+  EXPECT_DOUBLE_EQ(p.distanceTo(q), 5.0);
+  EXPECT_EQ(p + q, OdGePoint3d(5.0, 8.0, 6.0));
+  EXPECT_EQ(q - p, OdGePoint3d(3.0, 4.0, 0.0));
+  EXPECT_EQ(p * 2.0, OdGePoint3d(2.0, 4.0, 6.0));
+  EXPECT_EQ(q / 2.0, OdGePoint3d(2.0, 3.0, 1.5));
+  EXPECT_EQ(-p, OdGePoint3d(-1.0, -2.0, -3.0));
+  EXPECT_NE(p, q);
+  EXPECT_TRUE(p.isEqualTo(OdGePoint3d(1.0, 2.0, 3.0 + 1e-12)));
+  EXPECT_FALSE(p.isEqualTo(OdGePoint3d(1.0, 2.0, 3.001)));
+  EXPECT_TRUE(p.isEqualTo(OdGePoint3d(1.0, 2.0, 3.001), 0.01));
+
+  const OdGePoint2d b(-3.0, 4.0);
+  EXPECT_DOUBLE_EQ(OdGePoint2d().distanceTo(b), 5.0);
+  EXPECT_EQ((b + b) / 2.0, b);
+  EXPECT_EQ(b * 0.5 - b, OdGePoint2d(1.5, -2.0));
+}
+
+TEST(OdError, CodeMessageAndWhat) {
+  const OdError byCode(eOutOfRange);
+  EXPECT_EQ(byCode.code(), eOutOfRange);
+  EXPECT_FALSE(byCode.description().isEmpty());
+  EXPECT_EQ(byCode.description(), OdError::codeText(eOutOfRange));
+  EXPECT_NE(OdError::codeText(eWasErased), OdError::codeText(eNullObjectId));
+  EXPECT_EQ(OdError::codeText(static_cast<OdResult>(9999)), L"Error 9999");
+
+  const OdError withText(eFileNotFound, L"Unable to open input file '\u00E9.txt'");
+  EXPECT_EQ(withText.code(), eFileNotFound);
+  EXPECT_STREQ(withText.what(), "Unable to open input file '\xC3\xA9.txt'");
+  const OdError copy = withText;
+  EXPECT_EQ(copy.description(), withText.description());
+  EXPECT_EQ(copy.code(), eFileNotFound);
+  EXPECT_EQ(OdError(OdString(L"plain")).code(), eGeneralError);
+
+  try {
+    throw OdError(eInvalidInput, L"bad");
+  } catch (const std::exception& e) {
+    EXPECT_STREQ(e.what(), "bad");
+  }
+}

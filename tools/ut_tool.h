@@ -1,0 +1,79 @@
+#pragma once
+
+// Shared pieces of the `ut` command-line tool. Each command group (reg, and
+// later ones) lives in its own source file and registers itself on the
+// application through an add...Commands function declared here.
+
+#include <ut/ut_regstore.h>
+
+#include <CLI/CLI.hpp>
+#include <wx/string.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace ut::tool {
+
+// Exit statuses: success, a failed operation, a bad command line.
+enum EExitStatus : int {
+  eExitOk = 0,
+  eExitFailed = 1,
+  eExitUsage = 2,
+};
+
+// Thrown by a command for a command line that parsed but makes no sense
+// (unknown root key, bad type, unparsable data): exit status 2.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Thrown by a command whose operation failed: exit status 1.
+class OperationError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// State shared by the commands of one run.
+class Context {
+ public:
+  // The store file the run works on: the --store option, else the default.
+  wxString storeFile() const;
+  bool storeExists() const;
+  // Binds the process to the store, creating the file if needed; throws
+  // OperationError naming the file when the store is unusable.
+  void openStore() const;
+
+  // Set by the chosen command while the command line is parsed; run after
+  // parsing succeeded. Returns the exit status.
+  std::function<int()> action;
+  std::string storeOption;
+};
+
+// UTF-8 (the command line, the terminal) to and from wxString.
+wxString fromUtf8(const std::string& text);
+std::string toUtf8(const wxString& text);
+// Writes a line to standard output.
+void printLine(const wxString& text);
+
+// Asks a yes/no question on the terminal; true at once when force is set.
+// Without a terminal to ask on, answers no and says how to force.
+bool confirm(const wxString& question, bool force, const char* forceOption);
+
+// A "ROOT\path" argument (long or short root name); throws UsageError for an
+// unknown root. Leading and trailing "\" around the path are dropped.
+struct KeyArg {
+  ERootKey root = eCurrentUser;
+  wxString path;
+  wxString fullName() const;
+};
+KeyArg parseKeyArg(const std::string& text);
+
+// The overview printed when `ut` runs without a command.
+int showOverview(const Context& context);
+
+// Command groups.
+void addRegCommands(CLI::App& app, Context& context);
+
+}  // namespace ut::tool
