@@ -116,6 +116,8 @@ int main(int argc, char** argv) {
   app.add_option("--store", context.storeOption, "Work on this store file instead of the default one")
       ->type_name("FILE");
   addRegCommands(app, context);
+  addSortCommands(app, context);
+  addEncodeCommands(app, context);
 
   try {
     app.parse(argc, argv);
