@@ -11,14 +11,20 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace ut::test {
 
+// A locale owned for the rest of the program (freed at exit).
 struct TestLocale {
+  TestLocale(std::string n, locale_t h) : name(std::move(n)), owner(h, &freelocale), handle(h) {}
   std::string name;
-  locale_t handle = nullptr;
+  std::unique_ptr<std::remove_pointer_t<locale_t>, decltype(&freelocale)> owner;
+  locale_t handle;
 };
 
 // Makes `locale` the calling thread's locale until destruction.
@@ -45,15 +51,19 @@ inline locale_t generateLocale(const std::string& name, const std::string& sourc
                               "' >/dev/null 2>&1";
   locale_t handle = nullptr;
   if (std::system(command.c_str()) == 0) {
-    const char* old = std::getenv("LOCPATH");
-    const std::string saved = old != nullptr ? old : "";
+    const char* oldPath = std::getenv("LOCPATH");
+    const std::string savedPath = oldPath != nullptr ? oldPath : "";
+    const std::string savedLocale = setlocale(LC_ALL, nullptr);
     ::setenv("LOCPATH", dir.c_str(), 1);
-    handle = newlocale(LC_ALL_MASK, name.c_str(), nullptr);
-    if (old != nullptr) {
-      ::setenv("LOCPATH", saved.c_str(), 1);
+    // Loaded through the global locale and copied from there: newlocale
+    // would keep a copy of LOCPATH for good, which leak checkers report.
+    if (setlocale(LC_ALL, name.c_str()) != nullptr) handle = duplocale(LC_GLOBAL_LOCALE);
+    if (oldPath != nullptr) {
+      ::setenv("LOCPATH", savedPath.c_str(), 1);
     } else {
       ::unsetenv("LOCPATH");
     }
+    setlocale(LC_ALL, savedLocale.c_str());
   }
   // The loaded locale keeps its data mapped; the files are no longer needed.
   fs::remove_all(dir, ec);
@@ -67,11 +77,11 @@ inline const std::vector<TestLocale>& testLocales() {
   static const std::vector<TestLocale> locales = [] {
     std::vector<TestLocale> out;
     for (const char* name : {"C", "C.UTF-8"}) {
-      if (locale_t h = newlocale(LC_ALL_MASK, name, nullptr)) out.push_back({name, h});
+      if (locale_t h = newlocale(LC_ALL_MASK, name, nullptr)) out.emplace_back(name, h);
     }
     locale_t us = newlocale(LC_ALL_MASK, "en_US.UTF-8", nullptr);
     if (us == nullptr) us = detail::generateLocale("en_US.UTF-8", "en_US", "UTF-8");
-    if (us != nullptr) out.push_back({"en_US.UTF-8", us});
+    if (us != nullptr) out.emplace_back("en_US.UTF-8", us);
     return out;
   }();
   return locales;

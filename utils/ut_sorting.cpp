@@ -9,6 +9,7 @@
 #include <iterator>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace ut {
 

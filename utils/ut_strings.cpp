@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cwchar>
 #include <cwctype>
 #include <string_view>
