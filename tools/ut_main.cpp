@@ -123,6 +123,8 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   addRegCommands(app, context);
   addConfigCommands(app, context);
+  addSortCommands(app, context);
+  addEncodeCommands(app, context);
 
   try {
     app.parse(argc, argv);

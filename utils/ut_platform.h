@@ -49,6 +49,27 @@ std::string sortKeyNoCase(std::wstring_view s);
 int collate(std::wstring_view a, std::wstring_view b);
 int collateNoCase(std::wstring_view a, std::wstring_view b);
 
+// The C library's own locale collation, for the orderings defined on the
+// runtime's wcscoll and _wcsicoll rather than on the system comparison above.
+// They follow the calling thread's locale (setlocale, or uselocale for one
+// thread): in the C and C.UTF-8 locales that is code point order. Results are
+// the collation function's own values, not only their signs. A null argument
+// counts as the empty string.
+//
+// crtCollate is wcscoll. crtCollateNoCase stands for _wcsicoll: both strings
+// are lower-cased with towlower (LC_CTYPE) and then compared with wcscoll.
+int crtCollate(const wchar_t* a, const wchar_t* b);
+int crtCollateNoCase(const wchar_t* a, const wchar_t* b);
+
+// crtCollate (ignoreCase false) or crtCollateNoCase (true) of the
+// one-character strings {a} and {b}, where L'\0' stands for the empty string.
+// Answers come from a cache per locale (each pair is computed once by the call
+// it stands for), so they are identical to the direct call while costing a
+// table look-up. The direct call meant is one on 64-byte aligned buffers: the
+// C library's magnitudes for the same strings may differ with their addresses
+// (the sign never does). Safe from any thread.
+int crtCollateChars(wchar_t a, wchar_t b, bool ignoreCase);
+
 // Lower-cases (the role of _wcslwr) over all of Unicode with the simple,
 // locale-independent mapping: one code point becomes one code point, so
 // offsets into the result are offsets into the argument.

@@ -5,9 +5,14 @@
 #include <ut/ut_config.h>
 #include <ut/ut_confignode.h>
 #include <ut/ut_configstorage.h>
+#include <ut/ut_encodings.h>
 #include <ut/ut_log.h>
+#include <ut/ut_parser.h>
 #include <ut/ut_platform.h>
 #include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>
 #include <ut/ut_reporter_message.h>
+#include <ut/ut_sorting.h>
+#include <ut/ut_strings.h>
 #include <ut/ut_tracer.h>
+#include <ut/ut_uuid.h>
