@@ -110,7 +110,8 @@ int main(int argc, char** argv) {
   delete wxLog::SetActiveTarget(new StderrLog);
 
   Context context;
-  CLI::App app("ut: look at and change the per-user registry store of the application.\n"
+  CLI::App app("ut: the application's utility library from the command line: the per-user registry store,\n"
+               "the configuration tree, natural sorting, encodings and UUIDs.\n"
                "Without a command, shows where the store is and what it holds.",
                "ut");
   app.fallthrough();

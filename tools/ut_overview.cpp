@@ -43,7 +43,10 @@ void printHints() {
   printLine(L"  ut reg add HKCU\\Software\\TVCAD\\Test -v Name -d \"some text\"");
   printLine(L"  ut reg export HKCU\\Software\\TVCAD backup.reg  save to a .reg file");
   printLine(L"  ut reg import backup.reg                      load a .reg file");
+  printLine(L"  ut config show                                the configuration tree, typed");
+  printLine(L"  ut sort names.txt                             lines in natural order (a9 before a10)");
   printLine(L"  ut --store FILE reg ...                       work on another store file");
+  printLine(L"  ut --trace FILE reg ...                       write a trace of what the library does");
   printLine(L"  ut --help, ut reg --help, ut reg add --help   every command and option");
 }
 
@@ -53,7 +56,7 @@ int showOverview(const Context& context) {
   const TraceIndenter scope(eTraceSteps, "overview", kTraceArea);
   const wxString file = context.storeFile();
   trace(eTraceSteps, L"look at the store " + file);
-  printLine(L"ut: the per-user registry store of the application and its command-line tool.");
+  printLine(L"ut: the application's utility library from the command line, centred on its per-user registry store.");
   printLine(L"");
   printLine(L"Store file: " + file);
   if (!context.storeExists()) {
