@@ -6,6 +6,7 @@
 #include <ut/ut_confignode.h>
 #include <ut/ut_configstorage.h>
 #include <ut/ut_encodings.h>
+#include <ut/ut_json.h>
 #include <ut/ut_log.h>
 #include <ut/ut_parser.h>
 #include <ut/ut_platform.h>
