@@ -161,6 +161,19 @@ TEST_F(ProfileTest, CopyOverwritesAndCarriesValuesAndDescription) {
   EXPECT_EQ(description, L"described");
 }
 
+TEST_F(ProfileTest, CopyOverTheCurrentProfileServesTheCopy) {
+  fill(L"Src");
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Cur", true));
+  ASSERT_TRUE(m_manager->copyProfile(L"Src", L"CUR"));
+  long n = 0;
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n));
+  EXPECT_EQ(n, 255);
+  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"After", 2));
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_TRUE(storeNumber(L"Cur\\Config", L"After", n));
+  EXPECT_EQ(n, 2);
+}
+
 TEST_F(ProfileTest, RenameRefusesAnExistingTargetAndMovesCurProfile) {
   fill(L"A");
   m_manager->getProfileNode(L"B", true);

@@ -122,7 +122,11 @@ bool ProfileManagerBase::copyProfile(const OdString& from, const OdString& to) {
     ConfigNodePtr clone = relocatedCopy(child, sourcePath, copy->path());
     if (clone) copy->addChild(clone);
   }
-  return m_profiles->addChild(copy);
+  if (!m_profiles->addChild(copy)) return false;
+  // A copy over the current profile replaces it: the settings served from
+  // now on are the copy's, not those of the node that left the tree.
+  if (m_currentProfile && currentProfileName().iCompare(to) == 0) m_currentProfile = copy;
+  return true;
 }
 
 bool ProfileManagerBase::deleteProfile(const OdString& name) {
