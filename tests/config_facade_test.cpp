@@ -265,6 +265,16 @@ TEST_F(ConfigFacadeTest, EntriesAndGroupsOnBothRoutes) {
   }
 }
 
+TEST_F(ConfigFacadeTest, DeletingTheProfileGroupDeletesTheProfile) {
+  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"X", 1));
+  ASSERT_TRUE(Config::flush());
+  ASSERT_TRUE(Config::deleteGroup(eCfgProfile));
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  EXPECT_FALSE(RegKey(eCurrentUser, wxString(Config::profilesRoot(eCfgPathRegistry).c_str()) + L"Default").exists());
+  EXPECT_FALSE(Config::deleteGroup(eCfgProfile));  // no current profile any more
+  EXPECT_FALSE(Config::deleteGroup(eCfgProfiles));  // the root of all profiles stays
+}
+
 TEST_F(ConfigFacadeTest, FullPathsReachBothRoutes) {
   const OdString profilePath = Config::currentProfileRoot(eCfgPathConfig) + L"Config/ByPath";
   EXPECT_TRUE(Config::writeLong(profilePath, 17));

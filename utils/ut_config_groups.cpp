@@ -249,6 +249,12 @@ bool Config::hasGroup(ECfgGroup g, const OdString& subgroup) {
 }
 
 bool Config::deleteGroup(ECfgGroup g) {
+  // The current profile's own key goes as the profile does, so that the
+  // manager stops serving it.
+  if (g == eCfgProfile) {
+    const OdString name = profileManager().currentProfileName();
+    return !name.isEmpty() && deleteProfile(name);
+  }
   const GroupKey key = groupKey(g, OdString(), false);
   if (!key.ok) return false;
   if (key.tree) {
