@@ -40,7 +40,9 @@
 // "%d,%d,%d,%d" in member order; OdGePoint2d "%g,%g"; OdGePoint3d "%g,%g,%g"
 // (C locale). A typed read answers false and leaves its output untouched when
 // the entry is missing, of another type, or text that is not exactly of the
-// format (a short out of range included).
+// format (a short out of range included). Over the wxConfigBase its own
+// conversions apply first: a number reads as its decimal text, a string
+// holding a decimal number reads as that number.
 //
 // Full paths (read/write by path) are eCfgPathConfig key paths followed by
 // the entry name ("/TVCAD/V25/en_US/Addins/X"). A path below the profiles root
