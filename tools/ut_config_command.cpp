@@ -1,5 +1,6 @@
-// `ut config ...`: the configuration tree as the library loads it, and the
-// registry export of configuration groups.
+// `ut config ...`: the configuration tree as the library loads it, the
+// registry export of configuration groups, and single entries read and
+// written through the configuration facade.
 
 #include "ut_tool.h"
 
@@ -124,6 +125,102 @@ int runExport(const Context& context, const ExportOptions& o) {
   return exportConfigGroup(keyPath, OdString(fromUtf8(o.file).wc_str()), true) ? eExitOk : eExitFailed;
 }
 
+ECfgGroup groupArg(const std::string& text) {
+  ECfgGroup group = eCfgRoot;
+  if (!parseCfgGroup(OdString(fromUtf8(text).wc_str()), group)) {
+    throw UsageError("unknown configuration group \"" + text + "\" (a name such as eCfgAddins or Addins, or a "
+                     "number from 0 to 39)");
+  }
+  return group;
+}
+
+struct EntryOptions {
+  std::string group;
+  std::string entry;
+  std::string value;
+  std::string type = "string";
+};
+
+// Entries are served as the application serves them: profile groups from the
+// current profile's tree (through a profile manager over the store), the
+// others through the store directly; a change is flushed before the run ends.
+class EntrySession {
+ public:
+  explicit EntrySession(const Context& context) {
+    context.openStore();
+    m_manager = std::make_unique<ProfileManagerBase>();
+  }
+  int flushed(bool ok, const std::string& what) const {
+    if (!ok) throw OperationError(what);
+    if (!Config::flush()) throw OperationError("could not write the change to the store");
+    return eExitOk;
+  }
+
+ private:
+  std::unique_ptr<ProfileManagerBase> m_manager;
+};
+
+int runGet(const Context& context, const EntryOptions& o) {
+  const ECfgGroup group = groupArg(o.group);
+  if (!context.storeExists()) {
+    throw OperationError(toUtf8(L"the store " + context.storeFile() + L" does not exist yet"));
+  }
+  const EntrySession session(context);
+  const OdString entry(fromUtf8(o.entry).wc_str());
+  switch (Config::entryType(group, entry)) {
+    case eCfgTypeInteger: {
+      long number = 0;
+      if (Config::read(group, entry, number)) {
+        printLine(wxString::Format(L"%ld", number));
+        return eExitOk;
+      }
+      break;
+    }
+    case eCfgTypeUnknown:
+      break;
+    default: {
+      OdString text;
+      if (Config::read(group, entry, text)) {
+        printLine(wxString(text.c_str()));
+        return eExitOk;
+      }
+      break;
+    }
+  }
+  throw OperationError("no entry " + o.entry + " in " + toUtf8(wxString(cfgGroupName(group).c_str())));
+}
+
+int runSet(const Context& context, const EntryOptions& o) {
+  const ECfgGroup group = groupArg(o.group);
+  const OdString entry(fromUtf8(o.entry).wc_str());
+  const wxString value = fromUtf8(o.value);
+  const EntrySession session(context);
+  bool ok = false;
+  if (o.type == "string") {
+    ok = Config::writeString(group, entry, OdString(value.wc_str()));
+  } else if (o.type == "long") {
+    long number = 0;
+    if (!value.ToLong(&number)) throw UsageError("not a whole number: \"" + o.value + "\"");
+    ok = Config::writeLong(group, entry, number);
+  } else if (o.type == "bool") {
+    if (value != L"0" && value != L"1" && value != L"true" && value != L"false") {
+      throw UsageError("not a boolean (0, 1, true, false): \"" + o.value + "\"");
+    }
+    ok = Config::writeBool(group, entry, value == L"1" || value == L"true");
+  } else if (o.type == "double") {
+    double number = 0;
+    if (!value.ToCDouble(&number)) throw UsageError("not a number: \"" + o.value + "\"");
+    ok = Config::writeDouble(group, entry, number);
+  }
+  return session.flushed(ok, "cannot write " + o.entry);
+}
+
+int runDelete(const Context& context, const EntryOptions& o) {
+  const ECfgGroup group = groupArg(o.group);
+  const EntrySession session(context);
+  return session.flushed(Config::deleteEntry(group, OdString(fromUtf8(o.entry).wc_str())), "no entry " + o.entry);
+}
+
 }  // namespace
 
 void addConfigCommands(CLI::App& app, Context& context) {
@@ -141,6 +238,25 @@ void addConfigCommands(CLI::App& app, Context& context) {
       ->required();
   e->add_option("FILE", exp->file, "The file to write (replaced if it exists)")->required();
   e->callback([&context, exp] { context.action = [&context, exp] { return runExport(context, *exp); }; });
+
+  const auto entryCommand = [&](const char* name, const char* help, bool withValue,
+                                int (*run)(const Context&, const EntryOptions&)) {
+    auto o = std::make_shared<EntryOptions>();
+    CLI::App* c = config->add_subcommand(name, help);
+    c->add_option("GROUP", o->group, "The group: its name (eCfgConfig or Config) or its number (0 to 39)")
+        ->required();
+    c->add_option("ENTRY", o->entry, "The entry, relative to the group (a/b/name reaches into subgroups)")
+        ->required();
+    if (withValue) {
+      c->add_option("VALUE", o->value, "The value")->required();
+      c->add_option("--type", o->type, "How the value is stored: string (default), long, bool or double")
+          ->check(CLI::IsMember({"string", "long", "bool", "double"}));
+    }
+    c->callback([&context, o, run] { context.action = [&context, o, run] { return run(context, *o); }; });
+  };
+  entryCommand("get", "Print an entry of a configuration group", false, runGet);
+  entryCommand("set", "Write an entry of a configuration group", true, runSet);
+  entryCommand("delete", "Delete an entry of a configuration group", false, runDelete);
 }
 
 }  // namespace ut::tool

@@ -124,6 +124,7 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   addRegCommands(app, context);
   addConfigCommands(app, context);
+  addProfileCommands(app, context);
   addSortCommands(app, context);
   addEncodeCommands(app, context);
 

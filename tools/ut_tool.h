@@ -110,6 +110,7 @@ int showOverview(const Context& context);
 // Command groups.
 void addRegCommands(CLI::App& app, Context& context);
 void addConfigCommands(CLI::App& app, Context& context);
+void addProfileCommands(CLI::App& app, Context& context);
 void addSortCommands(CLI::App& app, Context& context);
 void addEncodeCommands(CLI::App& app, Context& context);
 

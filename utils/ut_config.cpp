@@ -1,5 +1,6 @@
 #include <ut/ut_config.h>
 
+#include <ut/ut_profile.h>
 #include <ut/ut_regstore.h>
 
 #include <wx/filename.h>
@@ -296,6 +297,10 @@ OdString Config::currentLanguage() {
 }
 
 OdString Config::currentProfileName() {
+  if (const ProfileManagerBase* manager = installedProfileManager()) {
+    const OdString name = manager->currentProfileName();
+    if (!name.isEmpty()) return name;
+  }
   wxLogNull quiet;
   const OdString key = profilesRoot(eCfgPathRegistry);
   OdString name = readStoreString(key, L"");

@@ -948,7 +948,9 @@ EStatus Store::deleteKey(KeyRef& key) {
     }
     dropCache();
     if (!scope.commit()) return EStatus::eError;
-    m_pathCache.clear();
+    // Every key reference resolved before may name a key that is gone now
+    // (the deleted key's own included): a later resolve must look again.
+    invalidateIds();
     return EStatus::eOk;
   });
 }

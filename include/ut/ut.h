@@ -5,10 +5,13 @@
 #include <ut/ut_config.h>
 #include <ut/ut_confignode.h>
 #include <ut/ut_configstorage.h>
+#include <ut/ut_devsettings.h>
 #include <ut/ut_encodings.h>
+#include <ut/ut_json.h>
 #include <ut/ut_log.h>
 #include <ut/ut_parser.h>
 #include <ut/ut_platform.h>
+#include <ut/ut_profile.h>
 #include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>
 #include <ut/ut_reporter_message.h>

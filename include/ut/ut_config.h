@@ -23,13 +23,77 @@
 //    life of the process. Paths below the current profile are composed on
 //    every call (on that same language root).
 //
+// Serving settings. Config is the one entry point through which settings are
+// read and written. Groups that live under the current profile (3, 6, 7, 10
+// to 12, 14, 16, 21 to 23, 25, 26, 28 to 34, 36 to 39) and group 13 (all
+// profiles) are served from the profile tree of the installed profile manager
+// (ut_profile.h); every other group goes to the application's wxConfigBase,
+// which is wxConfigBase::Get() when the host has set one, else a RegConfig
+// installed once as the default (RegConfig::installAsDefault). Profile-tree
+// changes reach the store with flush().
+//
+// Values. Numbers in the profile tree are 32-bit: writeLong() refuses a value
+// that does not fit (as a signed or unsigned 32-bit number), and a number
+// reads back as a signed 32-bit value. Booleans are the numbers 0 and 1.
+// Doubles and composite values are strings: doubles in the shortest form that
+// reads back exactly; wxSize and integer points "%d,%d"; tagRECT and wxRect
+// "%d,%d,%d,%d" in member order; OdGePoint2d "%g,%g"; OdGePoint3d "%g,%g,%g"
+// (C locale). A typed read answers false and leaves its output untouched when
+// the entry is missing, of another type, or text that is not exactly of the
+// format (a short out of range included). Over the wxConfigBase its own
+// conversions apply first: a number reads as its decimal text, a string
+// holding a decimal number reads as that number.
+//
+// Full paths (read/write by path) are eCfgPathConfig key paths followed by
+// the entry name ("/TVCAD/V25/en_US/Addins/X"). A path below the profiles root
+// is served from the profile tree, any other from the wxConfigBase.
+//
+// Unknown groups: every operation taking a group logs "Unknown configuration
+// group (%d)" with wxLogError for a value outside 0 to 39 and answers false
+// (0, empty). Groups without a key path (21, 36 to 39) work through the tree
+// only, so without a profile manager they fail the same way.
+//
+// Copying and renaming over the wxConfigBase carry strings, integers, floats
+// and booleans; an entry of another type is not copied: "{{Unknown type: %d}}"
+// is logged with its wxConfigBase entry type and the operation answers false
+// after copying the rest.
+//
 // The facade holds no lock: callers serialise access.
 
 #include <ut/ut_export.h>
 
+#include "OdArray.h"
 #include "OdString.h"
 
+#include <memory>
+
+class OdGePoint2d;
+class OdGePoint3d;
+class wxConfigBase;
+class wxPoint;
+class wxRect;
+class wxSize;
+class wxString;
+
+#ifndef _WIN32
+// The platform's point and rectangle structures, for the settings that
+// windows keep.
+struct tagPOINT {
+  long x;
+  long y;
+};
+struct tagRECT {
+  long left;
+  long top;
+  long right;
+  long bottom;
+};
+#endif
+
 namespace ut {
+
+class ConfigNodeBase;
+class ProfileManagerBase;
 
 // The configuration groups. Each maps to one key path (Config::regPath); the
 // ones marked "profile tree only" are reached only through the current
@@ -95,9 +159,93 @@ UT_EXPORT OdString cfgGroupName(int group);
 // with group untouched, for anything else.
 UT_EXPORT bool parseCfgGroup(const OdString& text, ECfgGroup& group);
 
+// The type of an entry, numbered as wxConfigBase::EntryType.
+enum ECfgType : int {
+  eCfgTypeUnknown = 0,  // unknown or absent
+  eCfgTypeString = 1,
+  eCfgTypeBoolean = 2,
+  eCfgTypeInteger = 3,
+  eCfgTypeFloat = 4,
+};
+
 // Static services; never instantiated for use (it carries no state).
 class UT_EXPORT Config {
  public:
+  Config() = default;
+  Config(const Config&) = default;
+  Config(Config&&) = default;
+  Config& operator=(const Config&) = default;
+  Config& operator=(Config&&) = default;
+
+  // --- Reading by group ----------------------------------------------------
+  static bool read(ECfgGroup g, const OdString& entry, bool& value);
+  static bool read(ECfgGroup g, const OdString& entry, short& value);
+  static bool read(ECfgGroup g, const OdString& entry, long& value);
+  static bool read(ECfgGroup g, const OdString& entry, OdString& value);
+  static bool read(ECfgGroup g, const OdString& entry, double& value);
+  static bool read(ECfgGroup g, const OdString& entry, tagPOINT& value);
+  static bool read(ECfgGroup g, const OdString& entry, tagRECT& value);
+  static bool read(ECfgGroup g, const OdString& entry, wxRect& value);
+  static bool read(ECfgGroup g, const OdString& entry, wxPoint& value);
+  static bool read(ECfgGroup g, const OdString& entry, wxSize& value);
+  static bool read(ECfgGroup g, const OdString& entry, OdGePoint2d& value);
+  static bool read(ECfgGroup g, const OdString& entry, OdGePoint3d& value);
+
+  // --- Reading by full path --------------------------------------------------
+  static bool read(const OdString& path, long& value);
+  static bool read(const OdString& path, double& value);
+  static bool read(const OdString& path, OdString& value);
+
+  // --- Writing by group ----------------------------------------------------
+  static bool writeBool(ECfgGroup g, const OdString& entry, bool value);
+  static bool writeShort(ECfgGroup g, const OdString& entry, short value);
+  static bool writeLong(ECfgGroup g, const OdString& entry, long value);
+  static bool writeString(ECfgGroup g, const OdString& entry, const OdString& value);
+  static bool writeDouble(ECfgGroup g, const OdString& entry, double value);
+  static bool writePoint(ECfgGroup g, const OdString& entry, const tagPOINT& value);
+  static bool writePoint(ECfgGroup g, const OdString& entry, const wxPoint& value);
+  static bool writePoint(ECfgGroup g, const OdString& entry, const OdGePoint2d& value);
+  static bool writePoint(ECfgGroup g, const OdString& entry, const OdGePoint3d& value);
+  static bool writeRect(ECfgGroup g, const OdString& entry, const tagRECT& value);
+  static bool writeRect(ECfgGroup g, const OdString& entry, const wxRect& value);
+  static bool writeSize(ECfgGroup g, const OdString& entry, const wxSize& value);
+
+  // --- Writing by full path --------------------------------------------------
+  static bool writeLong(const OdString& path, long value);
+  static bool writeDouble(const OdString& path, double value);
+  static bool writeString(const OdString& path, const OdString& value);
+
+  // --- Entries (entry names may hold "/" to reach into subgroups) -----------
+  static bool hasEntry(ECfgGroup g, const OdString& entry);
+  static bool deleteEntry(ECfgGroup g, const OdString& entry);
+  // False when `newName` exists or `oldName` does not.
+  static bool renameEntry(ECfgGroup g, const OdString& oldName, const OdString& newName);
+  // Profile tree: a number is eCfgTypeInteger, a string eCfgTypeString,
+  // anything else eCfgTypeUnknown; otherwise the wxConfigBase's answer.
+  static ECfgType entryType(ECfgGroup g, const OdString& entry);
+  static int countEntries(ECfgGroup g);
+  // Append the names of the group's (or its subgroup's) entries, resp. subgroups.
+  static bool listEntries(ECfgGroup g, OdArray<OdString>& entries);
+  static bool listEntries(ECfgGroup g, OdArray<OdString>& entries, const OdString& subgroup);
+
+  // --- Groups -------------------------------------------------------------
+  // A full key path (eCfgPathConfig form); below the profiles root it is
+  // looked up in the profile tree.
+  static bool hasGroup(const OdString& path);
+  static bool hasGroup(ECfgGroup g);
+  static bool hasGroup(ECfgGroup g, const OdString& subgroup);
+  static bool deleteGroup(ECfgGroup g);
+  static bool deleteGroup(ECfgGroup g, const OdString& subgroup);
+  // Renames the group's own key (it keeps its parent), resp. a subgroup.
+  // False when the new name exists or the old one does not.
+  static bool renameGroup(ECfgGroup g, const OdString& newName);
+  static bool renameGroup(ECfgGroup g, const OdString& oldName, const OdString& newName);
+  // Copies subgroup `from` of the group to subgroup `to`, replacing it.
+  static bool copyGroup(ECfgGroup g, const OdString& from, const OdString& to);
+  static int countGroups(ECfgGroup g);
+  static bool listGroups(ECfgGroup g, OdArray<OdString>& groups);
+  static bool listGroups(ECfgGroup g, OdArray<OdString>& groups, const OdString& subgroup);
+
   // The key path of a group, ending in "/". full = false: the eCfgPathConfig
   // form ("/TVCAD/V25/en_US/Addins/"); full = true: the whole key below
   // HKEY_CURRENT_USER in registry form ("Software\TVCAD\TVCAD\V25\en_US\Addins\").
@@ -127,6 +275,11 @@ class UT_EXPORT Config {
   // company root + separator + "TVCAD Connector": the companion product's keys
   static OdString connectorRoot(ECfgPathType type);
 
+  // The company key name: "TVCAD" (full = false) or the registry path of the
+  // company key "Software\TVCAD" (full = true). The company key is fixed in
+  // this build: setRegCompany() accepts only that name.
+  static OdString regCompany(bool full = false);
+  static bool setRegCompany(const OdString& company);
   // The product key name; "TVCAD" until the host sets another. An empty name
   // or one holding "/" or "\" is refused (the product key stays as it is).
   static OdString regProduct();
@@ -136,10 +289,81 @@ class UT_EXPORT Config {
   // key, or "en_US" when it is missing, empty, or not a single key name.
   static OdString currentLanguage();
 
-  // The current profile's name as the store records it under the profiles
-  // key (the key's own string value, else its value "CurProfile"), or
-  // "Default" when none is recorded or the name is not a single key name.
+  // The login name of the user, from the platform.
+  static OdString userName();
+  // The file that holds the per-user store (RegStore::file()).
+  static OdString getConfigFileName();
+
+  // --- Profiles (forwarded to the installed profile manager) ----------------
+  // The installed manager's current profile; without a manager, or when it
+  // has none, the name the store records under the profiles key (the key's
+  // own string value, else its value "CurProfile"); "Default" when none is
+  // recorded or the name is not a single key name.
   static OdString currentProfileName();
+  static bool setCurProfileName(const OdString& name, bool prepare = true);
+  // Appends the profile names; returns how many there are now in `names`.
+  static int getProfileNames(OdArray<OdString>& names);
+  static bool copyProfile(const OdString& from, const OdString& to);
+  static bool renameProfile(const OdString& from, const OdString& to);
+  static bool resetProfile(const OdString& name);
+  static bool deleteProfile(const OdString& name);
+  // A profile to a registry-export file, resp. back from one (see
+  // ut::exportProfile / ut::importProfile in ut_profile.h). With report
+  // unset, exportProfile logs nothing.
+  static bool exportProfile(const OdString& name, const OdString& fileName, bool report = true);
+  static bool importProfile(const OdString& fileName, const OdString& name, const OdString& description);
+  static bool setProfileDescription(const OdString& name, const OdString& description);
+  // The node at a key path relative to the current profile ("Config/Plot/";
+  // "" for the profile's own key). create: missing keys are made, and
+  // without a current profile the profile currentProfileName() names is
+  // selected (created when missing).
+  static std::shared_ptr<ConfigNodeBase> getProfileNode(const OdString& path, bool create);
+  // The profile-tree node of a group's key when the group lives in the tree,
+  // else empty (see "Serving settings"). create: make missing keys.
+  static std::shared_ptr<ConfigNodeBase> getIfProfileNode(ECfgGroup g, bool create);
+  // The same for the key that holds an entry: `entry` ("a/b/x") becomes
+  // relative to the returned key ("x").
+  static std::shared_ptr<ConfigNodeBase> getIfProfileNodeParent(OdString& entry, ECfgGroup g, bool create);
+  // The installed manager. Without one, a manager over the store is made
+  // and installed on first use (it lives until the process ends or another
+  // is installed).
+  static ProfileManagerBase& profileManager();
+  // The installed manager, or null; never creates one.
+  static ProfileManagerBase* installedProfileManager();
+
+  // --- Set-up and persistence ---------------------------------------------
+  // Installs a profile manager (null uninstalls) and makes sure the
+  // application's wxConfigBase exists. When the current profile carries the
+  // number "Config/REGEXPAND", it switches the expansion of environment
+  // variables in the strings read through the wxConfigBase (0 off, else on);
+  // without it the wxConfigBase keeps its setting.
+  static void initConfig(ProfileManagerBase* manager);
+  // Flushes the wxConfigBase (every group), then the profile tree; true only
+  // when every flush made succeeded.
+  static bool flush();
+  // Writes the drawing-shape defaults into group eCfgConfig.
+  static bool setShapeDefaults();
+  // Always true: the app-id file always applies.
+  static bool isTSB();
+  // The application identifier, the string "appID" of the JSON file
+  // "tsb.json" (which must also name its "companyID"), looked for in the folder of the running program, then in the
+  // per-user data folder (wxStandardPaths::GetUserDataDir()). Read once; on
+  // failure one of "TSB app ID file '%ls' does not exist", "Unable to open TSB
+  // app ID file '%ls'", "Unable to read TSB app ID file '%ls'", "Unable to
+  // parse json from TSB app ID file '%ls'", "Unable to read json key '%ls'
+  // from TSB app file" is logged and the result is an empty string.
+  static const wchar_t* tsbAppID();
+  // Reads the app-id file at a given path afresh (what tsbAppID() does with
+  // the file it finds); empty, with the messages above, on failure.
+  static OdString readTsbAppID(const OdString& fileName);
+
+  // The application's wxConfigBase (see "Serving settings").
+  static wxConfigBase& appConfig();
 };
+
+// For callers on the user-interface side: Config::read / writeString of a
+// string entry with wxString. getString gives "" when the entry is missing.
+UT_EXPORT wxString getString(ECfgGroup g, const wxString& entry);
+UT_EXPORT bool setString(ECfgGroup g, const wxString& entry, const wxString& value);
 
 }  // namespace ut

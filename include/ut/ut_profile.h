@@ -1,0 +1,124 @@
+#pragma once
+
+// User profiles: named sets of settings, one key each below the profiles root
+// (Config::profilesRoot) of the per-user store.
+//
+// ProfileManagerBase owns the in-memory tree of all profiles (the container
+// loaded from the profiles root, whose children "<name>/" are the profiles),
+// knows the current profile and carries out the whole-profile operations.
+// Changes stay in the tree until flush(); the one exception is
+// deleteProfile(), which deletes the profile's key in the store at once.
+//
+// The current profile's name is kept as the string value "CurProfile" of the
+// profiles root; a profile's description is the string value of its own key.
+// Names are matched without regard to letter case.
+//
+// Deliberate asymmetries, kept for the callers that rely on them:
+// copyProfile() and deleteProfile() create a missing source profile (copying
+// a missing profile gives two empty ones); renameProfile() refuses an
+// existing target while copyProfile() overwrites it; deleteProfile() answers
+// true even when the immediate store deletion fails.
+//
+// Decisions:
+//  - setCurrentProfile(name, prepare): with prepare set, a profile that has
+//    no "Config/" key yet receives one, so that the groups below it can be
+//    written at once. The flag has no other effect.
+//  - Storages are registry storages of the profiles root; a storage made by
+//    an operation itself is created with its root key (createStorage(.., true)).
+//    exportProfile() writes in full (flush(.., false)): the storage it is
+//    given may hold nothing of the profile. importProfile() loads without the
+//    saved marks (load(.., false)), so the next flush writes the whole
+//    imported profile.
+//
+// No locks: the host serialises access to the manager and to Config.
+
+#include <ut/ut_configstorage.h>
+#include <ut/ut_export.h>
+
+#include "OdArray.h"
+#include "OdString.h"
+
+#include <memory>
+
+class wxArrayString;
+class wxString;
+
+namespace ut {
+
+class UT_EXPORT ProfileManagerBase : public ConfigManagerBase {
+ public:
+  // Loads the profiles tree from the store, selects the profile the store
+  // records as current (the root's own string value, else "CurProfile") and
+  // installs itself with Config::initConfig.
+  ProfileManagerBase();
+  ~ProfileManagerBase() override;
+  ProfileManagerBase(const ProfileManagerBase&) = delete;
+  ProfileManagerBase& operator=(const ProfileManagerBase&) = delete;
+
+  // The container of a profile (case-insensitive name); the whole tree for
+  // an empty name. A missing profile is created empty when create is set.
+  virtual ConfigNodePtr getProfileNode(const OdString& name, bool create);
+  // Appends the names of the live profiles, in tree order.
+  virtual void getProfileNames(OdArray<OdString>& names);
+  // Makes a profile current (created when missing) and records it as
+  // "CurProfile"; false for an empty name.
+  virtual bool setCurrentProfile(const OdString& name, bool prepare);
+  virtual bool copyProfile(const OdString& from, const OdString& to);
+  virtual bool deleteProfile(const OdString& name);
+  virtual bool renameProfile(const OdString& from, const OdString& to);
+  // Empties an existing profile; its name (and nothing else) stays.
+  virtual bool resetProfile(const OdString& name);
+  // Loads a profile from a storage (the profiles root of the store when
+  // empty) under the given name, replacing a profile of that name.
+  virtual bool importProfile(const OdString& name, std::shared_ptr<ConfigStorageBase> storage);
+  // Writes a profile in full to a storage (the profiles root when empty).
+  virtual bool exportProfile(const OdString& name, std::shared_ptr<ConfigStorageBase> storage) const;
+
+  // The current profile (empty when none) and its name ("" when none).
+  ConfigNodePtr currentProfile() const { return m_currentProfile; }
+  OdString currentProfileName() const;
+  // Writes every change of the tree to the store; true with no tree.
+  bool flush() const;
+  // Drops the tree and loads it afresh from the store, keeping the current
+  // profile by name. False when the store holds no profiles root.
+  bool reset();
+
+ private:
+  OdString storedCurrentName() const;
+
+  ConfigNodePtr m_profiles;
+  ConfigNodePtr m_currentProfile;
+};
+
+// --- Profiles for the user-interface side (wxString) -------------------------
+//
+// Each forwards to the manager installed with Config::initConfig and reports
+// failures with wxLogError. None of them flushes: the caller does, with
+// Config::flush().
+
+// A new, empty profile with a description; false when one of that name exists.
+UT_EXPORT bool createProfile(const wxString& name, const wxString& description);
+UT_EXPORT bool deleteProfile(const wxString& name);
+// False when `to` exists or `from` does not.
+UT_EXPORT bool renameProfile(const wxString& from, const wxString& to);
+UT_EXPORT bool resetProfile(const wxString& name);
+// Writes a profile to a registry-export file: its key line, its description
+// as the value "Description", then its groups.
+UT_EXPORT bool exportProfile(const wxString& name, const wxString& fileName);
+// Reads a profile exported by exportProfile (or a registry export of one
+// profile key) under a new name; an empty name takes the file's. An empty
+// description keeps the file's. The file's shape is checked before anything
+// changes: "File not found: \"%ls\"", "File \"%ls\" is not a profile of the
+// application".
+UT_EXPORT bool importProfile(const wxString& fileName, const wxString& name, const wxString& description);
+UT_EXPORT bool profileExists(const wxString& name);
+UT_EXPORT void getProfileNames(wxArrayString& names);
+UT_EXPORT wxString getCurrentProfileName();
+UT_EXPORT bool setCurrentProfileName(const wxString& name);
+UT_EXPORT wxString getProfileDescription(const wxString& name);
+UT_EXPORT bool setProfileDescription(const wxString& name, const wxString& description);
+// The name of the profile an export file holds; empty, with the messages of
+// importProfile, when the file is missing or not a profile export.
+UT_EXPORT wxString getProfileNameFromFile(const wxString& fileName);
+
+}  // namespace ut

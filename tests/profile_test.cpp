@@ -1,0 +1,356 @@
+#include <gtest/gtest.h>
+
+#include "config_test_support.h"
+#include "test_support.h"
+
+#include <ut/ut_config.h>
+#include <ut/ut_profile.h>
+#include <ut/ut_regstore.h>
+
+#include <wx/arrstr.h>
+
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace ut;
+
+namespace {
+
+std::wstring str(const OdString& s) { return s.c_str(); }
+
+std::vector<std::wstring> namesOf(ProfileManagerBase& m) {
+  OdArray<OdString> names;
+  m.getProfileNames(names);
+  std::vector<std::wstring> out;
+  for (unsigned i = 0; i < names.size(); ++i) out.push_back(names[i].c_str());
+  return out;
+}
+
+// The profiles key of the store, in registry form.
+wxString profilesKey() {
+  wxString key(Config::profilesRoot(eCfgPathRegistry).c_str());
+  key.RemoveLast();
+  return key;
+}
+
+bool storeHasKey(const wxString& relative) { return RegKey(eCurrentUser, profilesKey() + L"\\" + relative).exists(); }
+
+bool storeString(const wxString& relative, const wxString& name, wxString& value) {
+  RegKey key(eCurrentUser, relative.empty() ? profilesKey() : profilesKey() + L"\\" + relative);
+  return key.open(eRead) && key.queryValue(name, value);
+}
+
+bool storeNumber(const wxString& relative, const wxString& name, long& value) {
+  RegKey key(eCurrentUser, profilesKey() + L"\\" + relative);
+  return key.open(eRead) && key.queryValue(name, value);
+}
+
+// Whether two subtrees hold the same values and keys below their own paths.
+::testing::AssertionResult sameContent(const ConfigNodePtr& a, const ConfigNodePtr& b) {
+  if (!a || !b) return ::testing::AssertionFailure() << "empty node";
+  std::vector<ConfigNodePtr> ka;
+  std::vector<ConfigNodePtr> kb;
+  for (const auto& c : a->children()) {
+    if (c->type() != ConfigValBase::kNone) ka.push_back(c);
+  }
+  for (const auto& c : b->children()) {
+    if (c->type() != ConfigValBase::kNone) kb.push_back(c);
+  }
+  if (ka.size() != kb.size()) {
+    return ::testing::AssertionFailure() << "child count " << ka.size() << " vs " << kb.size() << " at "
+                                         << wxString(a->path().c_str());
+  }
+  for (std::size_t i = 0; i < ka.size(); ++i) {
+    const OdString ra = ka[i]->path().mid(a->path().getLength());
+    const OdString rb = kb[i]->path().mid(b->path().getLength());
+    if (ra != rb || ka[i]->type() != kb[i]->type() || ka[i]->isContainerNode() != kb[i]->isContainerNode()) {
+      return ::testing::AssertionFailure() << "differs at " << wxString(ka[i]->path().c_str());
+    }
+    unsigned long na = 0;
+    unsigned long nb = 0;
+    OdString sa;
+    OdString sb;
+    if (ka[i]->getULong(na) != kb[i]->getULong(nb) || na != nb || ka[i]->getString(sa) != kb[i]->getString(sb) ||
+        sa != sb) {
+      return ::testing::AssertionFailure() << "value differs at " << wxString(ka[i]->path().c_str());
+    }
+    if (ka[i]->isContainerNode()) {
+      auto r = sameContent(ka[i], kb[i]);
+      if (!r) return r;
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+class ProfileTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(m_store.ok());
+    m_manager = std::make_unique<ProfileManagerBase>();
+  }
+  void TearDown() override { m_manager.reset(); }
+
+  // A profile with a few values of both types and a nested key.
+  void fill(const OdString& name) {
+    ASSERT_TRUE(m_manager->setCurrentProfile(name, true));
+    ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Number", 255));
+    ASSERT_TRUE(Config::writeString(eCfgConfig, L"Text", L"a \"b\" \\ c\nd ü"));
+    ASSERT_TRUE(Config::writeString(eCfgPlot, L"Plotter", L"pdf"));
+    ASSERT_TRUE(Config::writeLong(eCfgToolbars, L"Deep/Er/Value", 0xffffffffL));
+    ASSERT_TRUE(Config::setProfileDescription(name, L"described"));
+  }
+
+  test::TempStore m_store;
+  std::unique_ptr<ProfileManagerBase> m_manager;
+};
+
+}  // namespace
+
+TEST_F(ProfileTest, EmptyNameIsTheTreeAndNamesIgnoreCase) {
+  EXPECT_EQ(m_manager->getProfileNode(L"", false), m_manager->getProfileNode(L"", true));
+  EXPECT_EQ(m_manager->getProfileNode(L"Work", false), nullptr);
+  const auto work = m_manager->getProfileNode(L"Work", true);
+  ASSERT_NE(work, nullptr);
+  EXPECT_EQ(m_manager->getProfileNode(L"WORK", false), work);
+  EXPECT_EQ(m_manager->getProfileNode(L"wOrK", true), work);
+  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"Work"});
+  EXPECT_EQ(m_manager->getProfileNode(L"a/b", true), nullptr);  // not one key level
+}
+
+TEST_F(ProfileTest, CurrentProfileIsRecordedAndSurvivesFlush) {
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  EXPECT_FALSE(m_manager->setCurrentProfile(L"", true));
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Mine", true));
+  EXPECT_EQ(str(m_manager->currentProfileName()), L"Mine");
+  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"Mine"});  // "CurProfile" is no profile
+  ASSERT_TRUE(m_manager->flush());
+  wxString value;
+  ASSERT_TRUE(storeString(L"", L"CurProfile", value));
+  EXPECT_EQ(value, L"Mine");
+  EXPECT_TRUE(storeHasKey(L"Mine\\Config"));  // prepared for writing
+
+  m_manager.reset();
+  m_manager = std::make_unique<ProfileManagerBase>();
+  EXPECT_EQ(str(m_manager->currentProfileName()), L"Mine");
+}
+
+TEST_F(ProfileTest, CopyOfAMissingProfileCreatesBothEmpty) {
+  EXPECT_TRUE(m_manager->copyProfile(L"Ghost", L"Copy"));
+  EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"Copy", L"Ghost"}));
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_TRUE(storeHasKey(L"Ghost"));
+  EXPECT_TRUE(storeHasKey(L"Copy"));
+}
+
+TEST_F(ProfileTest, CopyOverwritesAndCarriesValuesAndDescription) {
+  fill(L"Source");
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Target", true));
+  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Old", 1));
+  ASSERT_TRUE(m_manager->flush());
+  ASSERT_TRUE(m_manager->copyProfile(L"source", L"Target"));
+  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Source", false), m_manager->getProfileNode(L"Target", false)));
+  ASSERT_TRUE(m_manager->flush());
+  long n = 0;
+  EXPECT_FALSE(storeNumber(L"Target\\Config", L"Old", n));  // the old key was replaced
+  EXPECT_TRUE(storeNumber(L"Target\\Config", L"Number", n));
+  EXPECT_EQ(n, 255);
+  wxString description;
+  EXPECT_TRUE(storeString(L"Target", L"", description));
+  EXPECT_EQ(description, L"described");
+}
+
+TEST_F(ProfileTest, CopyOverTheCurrentProfileServesTheCopy) {
+  fill(L"Src");
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Cur", true));
+  ASSERT_TRUE(m_manager->copyProfile(L"Src", L"CUR"));
+  long n = 0;
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n));
+  EXPECT_EQ(n, 255);
+  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"After", 2));
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_TRUE(storeNumber(L"Cur\\Config", L"After", n));
+  EXPECT_EQ(n, 2);
+}
+
+TEST_F(ProfileTest, RenameRefusesAnExistingTargetAndMovesCurProfile) {
+  fill(L"A");
+  m_manager->getProfileNode(L"B", true);
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_FALSE(m_manager->renameProfile(L"A", L"b"));
+  EXPECT_EQ(str(m_manager->currentProfileName()), L"A");
+  EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"A", L"B"}));
+
+  ASSERT_TRUE(m_manager->renameProfile(L"A", L"C"));
+  EXPECT_EQ(str(m_manager->currentProfileName()), L"C");
+  long n = 0;
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n));
+  EXPECT_EQ(n, 255);
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_FALSE(storeHasKey(L"A"));
+  EXPECT_TRUE(storeNumber(L"C\\Toolbars\\Deep\\Er", L"Value", n));
+  wxString value;
+  ASSERT_TRUE(storeString(L"", L"CurProfile", value));
+  EXPECT_EQ(value, L"C");
+  ASSERT_TRUE(storeString(L"C", L"", value));
+  EXPECT_EQ(value, L"described");
+}
+
+TEST_F(ProfileTest, ResetEmptiesButKeepsTheName) {
+  EXPECT_FALSE(m_manager->resetProfile(L"Nobody"));
+  EXPECT_TRUE(namesOf(*m_manager).empty());
+  fill(L"R");
+  ASSERT_TRUE(m_manager->flush());
+  ASSERT_TRUE(m_manager->resetProfile(L"r"));
+  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"R"});
+  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Number"));
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_TRUE(storeHasKey(L"R"));
+  EXPECT_FALSE(storeHasKey(L"R\\Config"));
+}
+
+TEST_F(ProfileTest, DeleteReachesTheStoreAtOnce) {
+  fill(L"Gone");
+  m_manager->getProfileNode(L"Kept", true);
+  ASSERT_TRUE(m_manager->flush());
+  ASSERT_TRUE(storeHasKey(L"Gone\\Config"));
+  ASSERT_TRUE(m_manager->deleteProfile(L"GONE"));
+  EXPECT_FALSE(storeHasKey(L"Gone"));  // no flush needed
+  EXPECT_TRUE(storeHasKey(L"Kept"));
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"Kept"});
+  EXPECT_TRUE(m_manager->deleteProfile(L"NeverWas"));  // created, then deleted
+  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"Kept"});
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_FALSE(storeHasKey(L"Gone"));
+}
+
+TEST_F(ProfileTest, ResetReloadsFromTheStore) {
+  fill(L"P");
+  ASSERT_TRUE(m_manager->flush());
+  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Unflushed", 1));
+  ASSERT_TRUE(m_manager->reset());
+  EXPECT_EQ(str(m_manager->currentProfileName()), L"P");
+  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Unflushed"));
+  EXPECT_TRUE(Config::hasEntry(eCfgConfig, L"Number"));
+}
+
+TEST_F(ProfileTest, ExportThenImportUnderAnotherNameIsEqual) {
+  fill(L"Orig");
+  const std::string file = (m_store.dir() / "orig.reg").string();
+  ASSERT_TRUE(ut::exportProfile(L"Orig", file));
+  EXPECT_EQ(ut::getProfileNameFromFile(file), L"Orig");
+  ASSERT_TRUE(ut::importProfile(file, L"Twin", L""));
+  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Orig", false), m_manager->getProfileNode(L"Twin", false)));
+  EXPECT_EQ(ut::getProfileDescription(L"Twin"), L"described");
+  // Through the store too.
+  ASSERT_TRUE(m_manager->flush());
+  ASSERT_TRUE(m_manager->reset());
+  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Orig", false), m_manager->getProfileNode(L"Twin", false)));
+
+  ASSERT_TRUE(ut::importProfile(file, L"Third", L"new words"));
+  EXPECT_EQ(ut::getProfileDescription(L"Third"), L"new words");
+}
+
+TEST_F(ProfileTest, WindowsExportImports) {
+  const std::string file = std::string(UT_SHARED_TESTDATA_DIR) + "/registry/profile-windows-export.reg";
+  EXPECT_EQ(ut::getProfileNameFromFile(file), L"Drafting");
+  test::LogCapture log;
+  ASSERT_TRUE(ut::importProfile(file, L"", L""));
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Drafting", true));
+  long n = 0;
+  EXPECT_TRUE(Config::read(eCfgConfig, L"AUTOSNAP", n));
+  EXPECT_EQ(n, 127);
+  OdString s;
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Greeting", s));
+  EXPECT_EQ(str(s), L"Grüße, \"quoted\" and back\\slash");
+  EXPECT_TRUE(Config::read(eCfgConfig, L"SupportPath", s));  // hex(2) over continuation lines
+  EXPECT_EQ(str(s).rfind(L"%APPDATA%\\TVCAD\\Support;", 0), 0u);
+  EXPECT_TRUE(Config::read(eCfgPlot, L"DefaultPlotter", s));
+  EXPECT_EQ(str(s), L"PDF (Vector).pc3");
+  EXPECT_EQ(ut::getProfileDescription(L"Drafting"), L"Profile for 2D drafting, exported on Windows");
+}
+
+TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
+  fill(L"Keep");
+  const auto names = namesOf(*m_manager);
+  test::LogCapture log;
+  const std::string missing = (m_store.dir() / "missing.reg").string();
+  EXPECT_FALSE(ut::importProfile(missing, L"X", L""));
+  ASSERT_FALSE(log.messages().empty());
+  EXPECT_EQ(log.messages().back(), L"File not found: \"" + wxString(missing).ToStdWstring() + L"\"");
+
+  const auto refused = [&](const char* name, const char* text) {
+    const std::string path = (m_store.dir() / name).string();
+    std::ofstream(path, std::ios::binary) << text;
+    log.clear();
+    EXPECT_FALSE(ut::importProfile(path, L"Keep", L"")) << name;
+    EXPECT_FALSE(log.messages().empty()) << name;
+    if (!log.messages().empty()) {
+      EXPECT_EQ(log.messages().back(),
+                L"File \"" + wxString(path).ToStdWstring() + L"\" is not a profile of the application");
+    }
+  };
+  refused("text.reg", "just some text\r\n");
+  refused("other-key.reg", "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\Other]\r\n\"a\"=\"b\"\r\n");
+  refused("machine.reg",
+          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n");
+  refused("two.reg",
+          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
+          "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Q\\Config]\r\n");
+  refused("delete.reg",
+          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
+          "\"x\"=-\r\n");
+  refused("empty.reg", "");
+  EXPECT_EQ(namesOf(*m_manager), names);
+  long n = 0;
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n));  // "Keep" untouched
+  EXPECT_EQ(n, 255);
+}
+
+TEST_F(ProfileTest, WxFunctions) {
+  EXPECT_TRUE(ut::createProfile(L"W", L"desc"));
+  EXPECT_FALSE(ut::createProfile(L"w", L"again"));
+  EXPECT_TRUE(ut::profileExists(L"W"));
+  EXPECT_FALSE(ut::profileExists(L""));
+  EXPECT_EQ(ut::getProfileDescription(L"W"), L"desc");
+  EXPECT_TRUE(ut::setCurrentProfileName(L"W"));
+  EXPECT_EQ(ut::getCurrentProfileName(), L"W");
+  EXPECT_FALSE(ut::renameProfile(L"Missing", L"Y"));
+  EXPECT_FALSE(ut::profileExists(L"Missing"));  // the wx rename checks first
+  EXPECT_TRUE(ut::renameProfile(L"W", L"Y"));
+  wxArrayString names;
+  ut::getProfileNames(names);
+  ASSERT_EQ(names.size(), 1u);
+  EXPECT_EQ(names[0], L"Y");
+  EXPECT_TRUE(ut::resetProfile(L"Y"));
+  EXPECT_TRUE(ut::deleteProfile(L"Y"));
+  EXPECT_FALSE(ut::profileExists(L"Y"));
+}
+
+TEST_F(ProfileTest, AnotherProcessSeesFlushedChangesAfterReset) {
+  fill(L"Shared");
+  ASSERT_TRUE(Config::writeString(eCfgConfig, L"Plain", L"plain ü"));
+  ASSERT_TRUE(Config::flush());
+  const std::string store = m_store.file().string();
+  const std::string key = (profilesKey() + L"\\Shared\\Config").ToStdString();
+  {
+    test::ChildProcess reader(UT_TEST_CHILD, {"--store", store, "get", key, "Plain"});
+    ASSERT_TRUE(reader.started());
+    const auto line = reader.readLine();
+    ASSERT_TRUE(line.has_value());
+    EXPECT_EQ(wxString::FromUTF8(line->c_str()), L"plain ü");
+    reader.wait();
+  }
+  {
+    test::ChildProcess writer(UT_TEST_CHILD, {"--store", store, "set", key, "FromChild", "child value"});
+    ASSERT_TRUE(writer.started());
+    EXPECT_EQ(writer.wait(), 0);
+  }
+  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"FromChild"));  // the tree is not live
+  ASSERT_TRUE(m_manager->reset());
+  OdString s;
+  EXPECT_TRUE(Config::read(eCfgConfig, L"FromChild", s));
+  EXPECT_EQ(str(s), L"child value");
+}
