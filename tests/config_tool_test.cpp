@@ -16,17 +16,7 @@
 
 namespace {
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string quote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
+using Result = ut::test::ProgramResult;
 
 class ConfigToolTest : public ::testing::Test {
  protected:
@@ -48,17 +38,9 @@ class ConfigToolTest : public ::testing::Test {
   }
 
   Result config(const std::vector<std::string>& args) const {
-    std::string command = quote(UT_TOOL) + " --store " + quote(m_store.file().string()) + " config";
-    for (const auto& a : args) command += " " + quote(a);
-    const auto out = m_dir / "stdout";
-    const auto err = m_dir / "stderr";
-    command += " >" + quote(out.string()) + " 2>" + quote(err.string()) + " </dev/null";
-    const int raw = std::system(command.c_str());
-    Result r;
-    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    r.out = ut::test::readFileBytes(out);
-    r.err = ut::test::readFileBytes(err);
-    return r;
+    std::vector<std::string> all{"--store", m_store.file().string(), "config"};
+    all.insert(all.end(), args.begin(), args.end());
+    return ut::test::runProgram(UT_TOOL, all, m_dir.path());
   }
 };
 

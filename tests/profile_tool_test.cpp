@@ -21,17 +21,7 @@ namespace {
 
 using namespace ut;
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string quote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
+using Result = test::ProgramResult;
 
 class ProfileToolTest : public ::testing::Test {
  protected:
@@ -42,17 +32,9 @@ class ProfileToolTest : public ::testing::Test {
 
   Result run(const std::vector<std::string>& args) const {
     RegStore::close();  // the tool opens the store file itself
-    std::string command = quote(UT_TOOL) + " --store " + quote(m_store.file().string());
-    for (const auto& a : args) command += " " + quote(a);
-    const auto out = m_dir / "stdout";
-    const auto err = m_dir / "stderr";
-    command += " >" + quote(out.string()) + " 2>" + quote(err.string()) + " </dev/null";
-    const int raw = std::system(command.c_str());
-    Result r;
-    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    r.out = test::readFileBytes(out);
-    r.err = test::readFileBytes(err);
-    return r;
+    std::vector<std::string> all{"--store", m_store.file().string()};
+    all.insert(all.end(), args.begin(), args.end());
+    return test::runProgram(UT_TOOL, all, m_dir.path());
   }
 };
 

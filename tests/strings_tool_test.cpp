@@ -12,17 +12,7 @@
 
 namespace {
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string shellQuote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
+using Result = ut::test::ProgramResult;
 
 std::vector<std::string> linesOf(const std::string& text) {
   std::vector<std::string> out;
@@ -38,19 +28,7 @@ class TextToolTest : public ::testing::Test {
   ut::test::TempDir m_dir;
 
   Result run(const std::vector<std::string>& args, const std::string& input = "") const {
-    const auto in = m_dir / "stdin";
-    const auto out = m_dir / "stdout";
-    const auto err = m_dir / "stderr";
-    ut::test::writeFileBytes(in, input);
-    std::string command = "env LC_ALL=C " + shellQuote(UT_TOOL);
-    for (const auto& a : args) command += " " + shellQuote(a);
-    command += " <" + shellQuote(in.string()) + " >" + shellQuote(out.string()) + " 2>" + shellQuote(err.string());
-    const int raw = std::system(command.c_str());
-    Result r;
-    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    r.out = ut::test::readFileBytes(out);
-    r.err = ut::test::readFileBytes(err);
-    return r;
+    return ut::test::runProgram(UT_TOOL, args, m_dir.path(), "env LC_ALL=C", input);
   }
 
   std::string file(const std::string& name, const std::string& content) const {

@@ -14,23 +14,8 @@
 
 namespace {
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string shellQuote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) {
-    if (c == '\'') {
-      q += "'\\''";
-    } else {
-      q += c;
-    }
-  }
-  return q + "'";
-}
+using Result = ut::test::ProgramResult;
+using ut::test::shellQuote;
 
 std::size_t lineCount(const std::string& text) {
   std::size_t n = 0;
@@ -48,18 +33,7 @@ class ToolTest : public ::testing::Test {
   // Runs the tool with stdin from /dev/null (so it can never ask), with
   // extra environment assignments in front.
   Result run(const std::vector<std::string>& args, const std::string& env = "") const {
-    std::string command = env.empty() ? "" : "env " + env + " ";
-    command += shellQuote(UT_TOOL);
-    for (const auto& a : args) command += " " + shellQuote(a);
-    const auto out = m_dir / "stdout";
-    const auto err = m_dir / "stderr";
-    command += " >" + shellQuote(out.string()) + " 2>" + shellQuote(err.string()) + " </dev/null";
-    const int raw = std::system(command.c_str());
-    Result r;
-    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    r.out = ut::test::readFileBytes(out);
-    r.err = ut::test::readFileBytes(err);
-    return r;
+    return ut::test::runProgram(UT_TOOL, args, m_dir.path(), env.empty() ? "" : "env " + env);
   }
   // The same on this test's store.
   Result reg(std::vector<std::string> args) const {

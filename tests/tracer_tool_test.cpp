@@ -12,20 +12,10 @@
 
 namespace {
 
-std::string quoted(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
-
 // Runs the tool with a clean trace environment plus `env` assignments;
 // answers the exit status.
 int runTool(const std::string& env, const std::vector<std::string>& args, const ut::test::TempDir& dir) {
-  std::string command = "env -u TDM_LOG_LEVEL -u TDM_LOG_AREA " + env + " " + quoted(UT_TOOL);
-  for (const std::string& a : args) command += " " + quoted(a);
-  command += " >" + quoted((dir / "stdout").string()) + " 2>" + quoted((dir / "stderr").string()) + " </dev/null";
-  const int raw = std::system(command.c_str());
-  return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  return ut::test::runProgram(UT_TOOL, args, dir.path(), "env -u TDM_LOG_LEVEL -u TDM_LOG_AREA " + env).status;
 }
 
 class ToolTraceTest : public ::testing::Test {

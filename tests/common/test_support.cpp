@@ -1,5 +1,6 @@
 #include "test_support.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -130,6 +131,36 @@ bool writeFileBytes(const std::filesystem::path& file, const std::string& bytes)
   std::ofstream out(file, std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   return static_cast<bool>(out);
+}
+
+std::string shellQuote(const std::string& word) {
+  std::string quoted = "'";
+  for (char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
+                         const std::filesystem::path& scratch, const std::string& envPrefix,
+                         const std::string& input) {
+  const auto in = scratch / "stdin";
+  const auto out = scratch / "stdout";
+  const auto err = scratch / "stderr";
+  std::string command = envPrefix.empty() ? "" : envPrefix + " ";
+  command += shellQuote(program);
+  for (const auto& a : args) command += " " + shellQuote(a);
+  if (input.empty()) {
+    command += " </dev/null";
+  } else {
+    writeFileBytes(in, input);
+    command += " <" + shellQuote(in.string());
+  }
+  command += " >" + shellQuote(out.string()) + " 2>" + shellQuote(err.string());
+  const int raw = std::system(command.c_str());
+  ProgramResult result;
+  result.status = raw != -1 && WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  result.out = readFileBytes(out);
+  result.err = readFileBytes(err);
+  return result;
 }
 
 }  // namespace ut::test

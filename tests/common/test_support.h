@@ -86,4 +86,22 @@ std::string readFileBytes(const std::filesystem::path& file);
 // Writes bytes to a file, replacing it; false on failure.
 bool writeFileBytes(const std::filesystem::path& file, const std::string& bytes);
 
+// A word quoted for the shell.
+std::string shellQuote(const std::string& word);
+
+// How a program run by runProgram ended and what it printed.
+struct ProgramResult {
+  int status = -1;  // the exit status; -1 when a signal ended it
+  std::string out;
+  std::string err;
+};
+
+// Runs a program with its arguments through the shell, behind `envPrefix`
+// (for instance "env LC_ALL=C", or empty), with `input` as standard input
+// (/dev/null when empty, so a program can never wait for a user). Output is
+// captured in files under `scratch`.
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
+                         const std::filesystem::path& scratch, const std::string& envPrefix = "",
+                         const std::string& input = "");
+
 }  // namespace ut::test
