@@ -9,6 +9,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.h"
+
 #include <ut/ut_configstorage.h>
 #include <ut/ut_regstore.h>
 
@@ -29,38 +31,8 @@ constexpr int kValuesPerKey = 10;
 constexpr int kChanged = 2000;
 const wchar_t* const kRoot = L"/Bench/Profiles/";
 
-class ScratchDir {
- public:
-  ScratchDir() {
-    std::random_device rd;
-    m_path = std::filesystem::temp_directory_path() /
-             ("ut-config-bench-" + std::to_string(::getpid()) + "-" + std::to_string(rd()));
-    std::filesystem::create_directories(m_path);
-  }
-  ~ScratchDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(m_path, ec);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  wxString file(const char* name) const { return wxString((m_path / name).string()); }
-
- private:
-  std::filesystem::path m_path;
-};
-
-class ScratchStore {
- public:
-  ScratchStore() : m_previous(ut::RegStore::file()) { ut::RegStore::setFile(m_dir.file("registry.db")); }
-  ~ScratchStore() { ut::RegStore::setFile(m_previous == ut::RegStore::defaultFile() ? wxString() : m_previous); }
-  ScratchStore(const ScratchStore&) = delete;
-  ScratchStore& operator=(const ScratchStore&) = delete;
-  const ScratchDir& dir() const { return m_dir; }
-
- private:
-  ScratchDir m_dir;
-  wxString m_previous;
-};
+using ut::bench::ScratchDir;
+using ut::bench::ScratchStore;
 
 struct Data {
   std::vector<wxString> keys;          // "P0/G0/S0/K00"

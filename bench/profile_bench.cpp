@@ -13,6 +13,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.h"
+
 #include <ut/ut_config.h>
 #include <ut/ut_profile.h>
 #include <ut/ut_registry.h>
@@ -39,29 +41,7 @@ constexpr int kReads = 100000;
 constexpr int kReadEntries = 1000;
 constexpr int kWrites = 1000;
 
-// A private store file for one benchmark, removed afterwards.
-class BenchStore {
- public:
-  BenchStore() : m_previous(RegStore::file()) {
-    std::random_device rd;
-    m_dir = std::filesystem::temp_directory_path() /
-            ("ut-profile-bench-" + std::to_string(::getpid()) + "-" + std::to_string(rd()));
-    std::filesystem::create_directories(m_dir);
-    RegStore::setFile(wxString((m_dir / "registry.db").string()));
-  }
-  ~BenchStore() {
-    RegStore::setFile(m_previous == RegStore::defaultFile() ? wxString() : m_previous);
-    std::error_code ec;
-    std::filesystem::remove_all(m_dir, ec);
-  }
-  BenchStore(const BenchStore&) = delete;
-  BenchStore& operator=(const BenchStore&) = delete;
-  wxString file(const char* name) const { return wxString((m_dir / name).string()); }
-
- private:
-  wxString m_previous;
-  std::filesystem::path m_dir;
-};
+using BenchStore = ut::bench::ScratchStore;
 
 wxString entryName(int key, int value) { return wxString::Format(L"K%d/V%d", key, value); }
 

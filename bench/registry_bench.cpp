@@ -6,6 +6,8 @@
 #include <ut/ut.h>
 
 #include <benchmark/benchmark.h>
+
+#include "bench_support.h"
 #include <wx/fileconf.h>
 #include <wx/log.h>
 
@@ -51,21 +53,7 @@ const std::vector<Entry>& entries() {
   return all;
 }
 
-// A scratch folder holding the store and the files, removed at exit.
-class Scratch {
- public:
-  Scratch() : m_dir(std::filesystem::temp_directory_path() / ("ut-bench-registry-" + std::to_string(::getpid()))) {
-    std::filesystem::create_directories(m_dir);
-  }
-  ~Scratch() {
-    std::error_code ec;
-    std::filesystem::remove_all(m_dir, ec);
-  }
-  wxString file(const char* name) const { return wxString((m_dir / name).wstring()); }
-
- private:
-  std::filesystem::path m_dir;
-};
+using Scratch = ut::bench::ScratchDir;
 
 const Scratch& scratch() {
   static const Scratch s;

@@ -4,6 +4,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.h"
+
 #include <ut/ut_regstore.h>
 
 #include <wx/fileconf.h>
@@ -21,40 +23,8 @@ namespace {
 
 constexpr int kValues = 10000;
 
-// A private folder for the store and the wxFileConfig file of one benchmark.
-class ScratchDir {
- public:
-  ScratchDir() {
-    std::random_device rd;
-    m_path = std::filesystem::temp_directory_path() /
-             ("ut-bench-" + std::to_string(::getpid()) + "-" + std::to_string(rd()));
-    std::filesystem::create_directories(m_path);
-  }
-  ~ScratchDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(m_path, ec);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  wxString file(const char* name) const { return wxString((m_path / name).string()); }
-
- private:
-  std::filesystem::path m_path;
-};
-
-// Points the store at a scratch file for the benchmark's duration.
-class ScratchStore {
- public:
-  ScratchStore() : m_previous(ut::RegStore::file()) { ut::RegStore::setFile(m_dir.file("registry.db")); }
-  ~ScratchStore() { ut::RegStore::setFile(m_previous == ut::RegStore::defaultFile() ? wxString() : m_previous); }
-  ScratchStore(const ScratchStore&) = delete;
-  ScratchStore& operator=(const ScratchStore&) = delete;
-  const ScratchDir& dir() const { return m_dir; }
-
- private:
-  ScratchDir m_dir;
-  wxString m_previous;
-};
+using ut::bench::ScratchDir;
+using ut::bench::ScratchStore;
 
 // The same data for both sides: names, and every other value a number.
 struct Data {
