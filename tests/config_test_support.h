@@ -41,17 +41,19 @@ inline const ConfigNodeBase* unwrapped(const ConfigNodeBase* node) {
   return node;
 }
 
-// Whether two trees hold the same keys and values, paths compared exactly.
-// Tombstones stand for nothing and are passed over; overlays count as the
-// node they wrap.
-inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const ConfigNodeBase* b) {
+// Whether two trees hold the same keys and values. Paths are compared after
+// dropping the first skipA / skipB characters, so that trees rooted at
+// different places can be compared below their roots. Tombstones stand for
+// nothing and are passed over; overlays count as the node they wrap.
+inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const ConfigNodeBase* b, int skipA = 0,
+                                           int skipB = 0) {
   a = unwrapped(a);
   b = unwrapped(b);
   if (a == nullptr || b == nullptr) {
     return a == b ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << "one side is empty";
   }
   const std::wstring where(a->path().c_str());
-  if (a->path() != b->path()) {
+  if (a->path().mid(skipA) != b->path().mid(skipB)) {
     return ::testing::AssertionFailure() << "path " << wxString(where) << " against " << wxString(b->path().c_str());
   }
   if (a->type() != b->type() || a->isContainerNode() != b->isContainerNode()) {
@@ -64,20 +66,21 @@ inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const Config
   if (a->getULong(na) != b->getULong(nb) || na != nb || a->getString(sa) != b->getString(sb) || sa != sb) {
     return ::testing::AssertionFailure() << "value differs at " << wxString(where);
   }
-  std::vector<const ConfigNodeBase*> ca;
-  std::vector<const ConfigNodeBase*> cb;
-  for (const auto& c : a->children()) {
-    if (unwrapped(c.get()) != nullptr && unwrapped(c.get())->type() != ConfigValBase::kNone) ca.push_back(c.get());
-  }
-  for (const auto& c : b->children()) {
-    if (unwrapped(c.get()) != nullptr && unwrapped(c.get())->type() != ConfigValBase::kNone) cb.push_back(c.get());
-  }
+  const auto live = [](const ConfigNodeBase& node) {
+    std::vector<const ConfigNodeBase*> out;
+    for (const auto& c : node.children()) {
+      if (unwrapped(c.get()) != nullptr && unwrapped(c.get())->type() != ConfigValBase::kNone) out.push_back(c.get());
+    }
+    return out;
+  };
+  const auto ca = live(*a);
+  const auto cb = live(*b);
   if (ca.size() != cb.size()) {
     return ::testing::AssertionFailure() << ca.size() << " children against " << cb.size() << " at "
                                          << wxString(where);
   }
   for (std::size_t i = 0; i < ca.size(); ++i) {
-    auto r = sameTree(ca[i], cb[i]);
+    auto r = sameTree(ca[i], cb[i], skipA, skipB);
     if (!r) return r;
   }
   return ::testing::AssertionSuccess();
@@ -85,6 +88,12 @@ inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const Config
 
 inline ::testing::AssertionResult sameTree(const ConfigNodePtr& a, const ConfigNodePtr& b) {
   return sameTree(a.get(), b.get());
+}
+
+// The same comparison below two roots: what each holds, wherever it lives.
+inline ::testing::AssertionResult sameContent(const ConfigNodePtr& a, const ConfigNodePtr& b) {
+  if (!a || !b) return ::testing::AssertionFailure() << "empty node";
+  return sameTree(a.get(), b.get(), a->path().getLength(), b->path().getLength());
 }
 
 }  // namespace ut::test

@@ -15,6 +15,7 @@
 #include <vector>
 
 using namespace ut;
+using test::sameContent;
 
 namespace {
 
@@ -45,43 +46,6 @@ bool storeString(const wxString& relative, const wxString& name, wxString& value
 bool storeNumber(const wxString& relative, const wxString& name, long& value) {
   RegKey key(eCurrentUser, profilesKey() + L"\\" + relative);
   return key.open(eRead) && key.queryValue(name, value);
-}
-
-// Whether two subtrees hold the same values and keys below their own paths.
-::testing::AssertionResult sameContent(const ConfigNodePtr& a, const ConfigNodePtr& b) {
-  if (!a || !b) return ::testing::AssertionFailure() << "empty node";
-  std::vector<ConfigNodePtr> ka;
-  std::vector<ConfigNodePtr> kb;
-  for (const auto& c : a->children()) {
-    if (c->type() != ConfigValBase::kNone) ka.push_back(c);
-  }
-  for (const auto& c : b->children()) {
-    if (c->type() != ConfigValBase::kNone) kb.push_back(c);
-  }
-  if (ka.size() != kb.size()) {
-    return ::testing::AssertionFailure() << "child count " << ka.size() << " vs " << kb.size() << " at "
-                                         << wxString(a->path().c_str());
-  }
-  for (std::size_t i = 0; i < ka.size(); ++i) {
-    const OdString ra = ka[i]->path().mid(a->path().getLength());
-    const OdString rb = kb[i]->path().mid(b->path().getLength());
-    if (ra != rb || ka[i]->type() != kb[i]->type() || ka[i]->isContainerNode() != kb[i]->isContainerNode()) {
-      return ::testing::AssertionFailure() << "differs at " << wxString(ka[i]->path().c_str());
-    }
-    unsigned long na = 0;
-    unsigned long nb = 0;
-    OdString sa;
-    OdString sb;
-    if (ka[i]->getULong(na) != kb[i]->getULong(nb) || na != nb || ka[i]->getString(sa) != kb[i]->getString(sb) ||
-        sa != sb) {
-      return ::testing::AssertionFailure() << "value differs at " << wxString(ka[i]->path().c_str());
-    }
-    if (ka[i]->isContainerNode()) {
-      auto r = sameContent(ka[i], kb[i]);
-      if (!r) return r;
-    }
-  }
-  return ::testing::AssertionSuccess();
 }
 
 class ProfileTest : public ::testing::Test {
@@ -234,79 +198,6 @@ TEST_F(ProfileTest, ResetReloadsFromTheStore) {
   EXPECT_EQ(str(m_manager->currentProfileName()), L"P");
   EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Unflushed"));
   EXPECT_TRUE(Config::hasEntry(eCfgConfig, L"Number"));
-}
-
-TEST_F(ProfileTest, ExportThenImportUnderAnotherNameIsEqual) {
-  fill(L"Orig");
-  const std::string file = (m_store.dir() / "orig.reg").string();
-  ASSERT_TRUE(ut::exportProfile(L"Orig", file));
-  EXPECT_EQ(ut::getProfileNameFromFile(file), L"Orig");
-  ASSERT_TRUE(ut::importProfile(file, L"Twin", L""));
-  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Orig", false), m_manager->getProfileNode(L"Twin", false)));
-  EXPECT_EQ(ut::getProfileDescription(L"Twin"), L"described");
-  // Through the store too.
-  ASSERT_TRUE(m_manager->flush());
-  ASSERT_TRUE(m_manager->reset());
-  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Orig", false), m_manager->getProfileNode(L"Twin", false)));
-
-  ASSERT_TRUE(ut::importProfile(file, L"Third", L"new words"));
-  EXPECT_EQ(ut::getProfileDescription(L"Third"), L"new words");
-}
-
-TEST_F(ProfileTest, WindowsExportImports) {
-  const std::string file = std::string(UT_SHARED_TESTDATA_DIR) + "/registry/profile-windows-export.reg";
-  EXPECT_EQ(ut::getProfileNameFromFile(file), L"Drafting");
-  test::LogCapture log;
-  ASSERT_TRUE(ut::importProfile(file, L"", L""));
-  ASSERT_TRUE(m_manager->setCurrentProfile(L"Drafting", true));
-  long n = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"AUTOSNAP", n));
-  EXPECT_EQ(n, 127);
-  OdString s;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"Greeting", s));
-  EXPECT_EQ(str(s), L"Grüße, \"quoted\" and back\\slash");
-  EXPECT_TRUE(Config::read(eCfgConfig, L"SupportPath", s));  // hex(2) over continuation lines
-  EXPECT_EQ(str(s).rfind(L"%APPDATA%\\TVCAD\\Support;", 0), 0u);
-  EXPECT_TRUE(Config::read(eCfgPlot, L"DefaultPlotter", s));
-  EXPECT_EQ(str(s), L"PDF (Vector).pc3");
-  EXPECT_EQ(ut::getProfileDescription(L"Drafting"), L"Profile for 2D drafting, exported on Windows");
-}
-
-TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
-  fill(L"Keep");
-  const auto names = namesOf(*m_manager);
-  test::LogCapture log;
-  const std::string missing = (m_store.dir() / "missing.reg").string();
-  EXPECT_FALSE(ut::importProfile(missing, L"X", L""));
-  ASSERT_FALSE(log.messages().empty());
-  EXPECT_EQ(log.messages().back(), L"File not found: \"" + wxString(missing).ToStdWstring() + L"\"");
-
-  const auto refused = [&](const char* name, const char* text) {
-    const std::string path = (m_store.dir() / name).string();
-    std::ofstream(path, std::ios::binary) << text;
-    log.clear();
-    EXPECT_FALSE(ut::importProfile(path, L"Keep", L"")) << name;
-    EXPECT_FALSE(log.messages().empty()) << name;
-    if (!log.messages().empty()) {
-      EXPECT_EQ(log.messages().back(),
-                L"File \"" + wxString(path).ToStdWstring() + L"\" is not a profile of the application");
-    }
-  };
-  refused("text.reg", "just some text\r\n");
-  refused("other-key.reg", "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\Other]\r\n\"a\"=\"b\"\r\n");
-  refused("machine.reg",
-          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n");
-  refused("two.reg",
-          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
-          "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Q\\Config]\r\n");
-  refused("delete.reg",
-          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
-          "\"x\"=-\r\n");
-  refused("empty.reg", "");
-  EXPECT_EQ(namesOf(*m_manager), names);
-  long n = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n));  // "Keep" untouched
-  EXPECT_EQ(n, 255);
 }
 
 TEST_F(ProfileTest, WxFunctions) {
