@@ -66,6 +66,12 @@ inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const Config
   if (a->getULong(na) != b->getULong(nb) || na != nb || a->getString(sa) != b->getString(sb) || sa != sb) {
     return ::testing::AssertionFailure() << "value differs at " << wxString(where);
   }
+  const ConfigValRaw* ra = a->rawValue();
+  const ConfigValRaw* rb = b->rawValue();
+  if ((ra == nullptr) != (rb == nullptr) ||
+      (ra != nullptr && (ra->registryType() != rb->registryType() || ra->data() != rb->data()))) {
+    return ::testing::AssertionFailure() << "raw value differs at " << wxString(where);
+  }
   const auto live = [](const ConfigNodeBase& node) {
     std::vector<const ConfigNodeBase*> out;
     for (const auto& c : node.children()) {

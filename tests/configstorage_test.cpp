@@ -151,16 +151,55 @@ TEST_F(ConfigStorageTest, LoadMirrorsKeysAndTypedValues) {
   EXPECT_EQ(nodes, 13u);
 }
 
-TEST_F(ConfigStorageTest, LoadSkipsBinaryValuesAndKeepsNumbersOfAnySize) {
+// Values the tree cannot read are carried whole: even a subtree rewritten in
+// full by a flush puts back every value byte for byte, with its type.
+TEST_F(ConfigStorageTest, ValuesOfOtherTypesSurviveARewrite) {
   RegKey k = storeKey(L"Config");
   ASSERT_TRUE(k.open());
   wxMemoryBuffer bytes;
   bytes.AppendData("\x01\x02", 2);
   ASSERT_TRUE(k.setValue(L"Blob", bytes));
+  ASSERT_TRUE(k.setMultiString(L"Multi", {L"a", L"b c"}));
+  ASSERT_TRUE(k.setValue64(L"Wide", 0x0123456789abcdefLL));
+  ASSERT_TRUE(k.setValue64(L"Narrow", 7));
+  ASSERT_TRUE(k.setRawValue(L"ShortDword", eRegDword, "\x01\x02", 2));
   ASSERT_TRUE(k.setValue(L"AllBits", static_cast<long>(0xFFFFFFFFl)));
+  const auto raw = [&k](const wxString& name) {
+    unsigned type = 0;
+    std::vector<std::uint8_t> data;
+    EXPECT_TRUE(k.queryRawValue(name, type, data)) << name;
+    return std::make_pair(type, data);
+  };
+  const std::vector<wxString> opaque{L"Blob", L"Multi", L"Wide", L"ShortDword"};
+  std::vector<std::pair<unsigned, std::vector<std::uint8_t>>> before;
+  for (const auto& name : opaque) before.push_back(raw(name));
+
   const auto tree = loaded();
-  EXPECT_EQ(tree->childAt(L"Config/Blob"), nullptr);
   EXPECT_EQ(number(tree->childAt(L"Config/AllBits")), 0xFFFFFFFFul);
+  EXPECT_EQ(number(tree->childAt(L"Config/Narrow")), 7u);  // fits: a number
+  for (const auto& name : opaque) {
+    const auto node = tree->childAt(OdString(L"Config/") + OdString(name.wc_str()));
+    ASSERT_NE(node, nullptr) << name;
+    EXPECT_EQ(node->type(), ConfigValBase::kNoValue) << name;
+    unsigned long n = 0;
+    OdString t;
+    EXPECT_FALSE(node->getULong(n) || node->getString(t)) << name;
+    ASSERT_NE(node->rawValue(), nullptr) << name;
+  }
+
+  // Replace Config by a copy of itself: the flush deletes the key, then
+  // writes everything the copy holds.
+  ASSERT_TRUE(tree->addChild(ConfigNode::cloneNode(tree->childAt(L"Config"), false)));
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  ASSERT_TRUE(k.open());
+  for (std::size_t i = 0; i < opaque.size(); ++i) EXPECT_EQ(raw(opaque[i]), before[i]) << opaque[i];
+
+  // A setter turns a carried value into an ordinary one.
+  const auto blob = tree->childAt(L"Config/Blob");
+  ASSERT_TRUE(blob->setString(L"text now"));
+  EXPECT_EQ(blob->rawValue(), nullptr);
+  ASSERT_TRUE(m_storage.flush(tree, true));
+  EXPECT_EQ(k.valueType(L"Blob"), eRegSz);
 }
 
 TEST_F(ConfigStorageTest, LoadRefusesWhatItCannotFill) {

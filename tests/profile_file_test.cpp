@@ -5,6 +5,9 @@
 
 #include <ut/ut_config.h>
 #include <ut/ut_profile.h>
+#include <ut/ut_regstore.h>
+
+#include <wx/buffer.h>
 
 #include <fstream>
 #include <memory>
@@ -68,23 +71,74 @@ TEST_F(ProfileFileTest, ExportThenImportUnderAnotherNameIsEqual) {
   EXPECT_EQ(ut::getProfileDescription(L"Third"), L"new words");
 }
 
-TEST_F(ProfileFileTest, WindowsExportImports) {
+// A profile exported on Windows: UTF-16LE with a byte-order mark, CR LF,
+// long hex values continued over several lines, values of every type.
+TEST_F(ProfileFileTest, WindowsExportImportsEveryValue) {
   const std::string file = std::string(UT_SHARED_TESTDATA_DIR) + "/registry/profile-windows-export.reg";
   EXPECT_EQ(ut::getProfileNameFromFile(file), L"Drafting");
   test::LogCapture log;
   ASSERT_TRUE(ut::importProfile(file, L"", L""));
-  ASSERT_TRUE(m_manager->setCurrentProfile(L"Drafting", true));
-  long n = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"AUTOSNAP", n));
-  EXPECT_EQ(n, 127);
-  OdString s;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"Greeting", s));
-  EXPECT_EQ(str(s), L"Grüße, \"quoted\" and back\\slash");
-  EXPECT_TRUE(Config::read(eCfgConfig, L"SupportPath", s));  // hex(2) over continuation lines
-  EXPECT_EQ(str(s).rfind(L"%APPDATA%\\TVCAD\\Support;", 0), 0u);
-  EXPECT_TRUE(Config::read(eCfgPlot, L"DefaultPlotter", s));
-  EXPECT_EQ(str(s), L"PDF (Vector).pc3");
+  EXPECT_TRUE(log.messages().empty());
   EXPECT_EQ(ut::getProfileDescription(L"Drafting"), L"Profile for 2D drafting, exported on Windows");
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Drafting", true));
+
+  const struct {
+    ECfgGroup group;
+    const wchar_t* entry;
+    long number;  // -1: a string
+    const wchar_t* text;
+  } readable[] = {
+      {eCfgConfig, L"AUTOSNAP", 127, nullptr},
+      {eCfgConfig, L"OSMODE", 4263, nullptr},
+      {eCfgConfig, L"COLORTHEME", 1, nullptr},
+      {eCfgConfig, L"TEMPPREFIX", -1, L"D:\\Temp\\Drafting"},
+      {eCfgConfig, L"Greeting", -1, L"Grüße, \"quoted\" and back\\slash"},
+      {eCfgConfig, L"SupportPath", -1,  // hex(2), unexpanded
+       L"%APPDATA%\\TVCAD\\Support;%USERPROFILE%\\Documents\\TVCAD\\Fonts;C:\\Program Files\\TVCAD\\Support"},
+      {eCfgPlot, L"DefaultPlotter", -1, L"PDF (Vector).pc3"},
+      {eCfgPlot, L"PlotOffset", -1, L"0,0"},
+      {eCfgDialogs, L"Layer Manager/Rect", -1, L"120,80,900,640"},
+      {eCfgDialogs, L"Layer Manager/Visible", 0, nullptr},
+      {eCfgProfileRecentPaths, L"Path1", -1, L"\\\\fileserver\\projects\\Bridge 12\\drawings"},
+  };
+  for (const auto& r : readable) {
+    SCOPED_TRACE(wxString(r.entry));
+    if (r.number >= 0) {
+      long n = -1;
+      EXPECT_TRUE(Config::read(r.group, r.entry, n));
+      EXPECT_EQ(n, r.number);
+    } else {
+      OdString s;
+      EXPECT_TRUE(Config::read(r.group, r.entry, s));
+      EXPECT_EQ(str(s), r.text);
+    }
+  }
+  // Binary data, a multi-string and a 64-bit time stamp cannot be read as
+  // settings, but they are kept and reach the store as they were.
+  for (const wchar_t* entry : {L"WindowPlacement", L"RecentCommands", L"LastSaved"}) {
+    EXPECT_TRUE(Config::hasEntry(eCfgConfig, entry)) << wxString(entry);
+    EXPECT_EQ(Config::entryType(eCfgConfig, entry), eCfgTypeUnknown) << wxString(entry);
+  }
+  ASSERT_TRUE(Config::flush());
+  RegKey config(eCurrentUser, wxString(Config::profilesRoot(eCfgPathRegistry).c_str()) + L"Drafting\\Config");
+  ASSERT_TRUE(config.open(eRead));
+  wxMemoryBuffer placement;
+  ASSERT_TRUE(config.queryValue(L"WindowPlacement", placement));
+  ASSERT_EQ(placement.GetDataLen(), 44u);
+  for (unsigned i = 0; i < 44; ++i) EXPECT_EQ(static_cast<const unsigned char*>(placement.GetData())[i], i);
+  std::vector<wxString> commands;
+  ASSERT_TRUE(config.queryMultiString(L"RecentCommands", commands));
+  EXPECT_EQ(commands, (std::vector<wxString>{L"LINE", L"CIRCLE", L"PLINE", L"DIMLINEAR"}));
+  std::int64_t saved = 0;
+  ASSERT_TRUE(config.queryValue64(L"LastSaved", saved));
+  EXPECT_EQ(saved, 0x01da223e15f1f34eLL);
+
+  // Our own export of it reads back the same, value by value, type by type.
+  const std::string again = (m_store.dir() / "again.reg").string();
+  ASSERT_TRUE(ut::exportProfile(L"Drafting", again));
+  ASSERT_TRUE(ut::importProfile(again, L"Copy", L""));
+  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Drafting", false), m_manager->getProfileNode(L"Copy", false)));
+  EXPECT_EQ(ut::getProfileDescription(L"Copy"), L"Profile for 2D drafting, exported on Windows");
 }
 
 TEST_F(ProfileFileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
@@ -124,3 +178,32 @@ TEST_F(ProfileFileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
   EXPECT_EQ(n, 255);
 }
 
+
+TEST_F(ProfileFileTest, ExportFailuresGiveTheirMessagesOnlyWhenAsked) {
+  fill(L"P");
+  test::LogCapture log;
+  const auto lastMessage = [&log] { return log.messages().empty() ? std::wstring() : log.messages().back(); };
+  EXPECT_FALSE(ut::exportProfile(L"", (m_store.dir() / "x.reg").string()));
+  EXPECT_EQ(lastMessage(), L"Bad arguments");
+  EXPECT_FALSE(ut::exportProfile(L"P", L""));
+  EXPECT_EQ(lastMessage(), L"Bad arguments");
+  EXPECT_FALSE(ut::exportProfile(L"Missing", (m_store.dir() / "x.reg").string()));
+  EXPECT_EQ(lastMessage(), L"Config group not found: " + std::wstring(Config::profilesRoot(eCfgPathConfig).c_str()) +
+                               L"Missing/");
+  EXPECT_FALSE(m_manager->getProfileNode(L"Missing", false));  // export never creates
+  const std::string noFolder = (m_store.dir() / "no" / "such.reg").string();
+  EXPECT_FALSE(ut::exportProfile(L"P", noFolder));
+  EXPECT_EQ(lastMessage(), L"Failed to create file " + wxString(noFolder).ToStdWstring());
+
+  log.clear();
+  EXPECT_FALSE(Config::exportProfile(L"P", OdString(wxString(noFolder).wc_str()), false));
+  EXPECT_FALSE(Config::exportProfile(L"Missing", L"x.reg", false));
+  EXPECT_TRUE(log.messages().empty());
+
+  // An existing file is replaced, not appended to.
+  const std::string file = (m_store.dir() / "p.reg").string();
+  std::ofstream(file, std::ios::binary) << std::string(100000, 'x');
+  ASSERT_TRUE(Config::exportProfile(L"P", OdString(wxString(file).wc_str()), true));
+  EXPECT_EQ(ut::getProfileNameFromFile(file), L"P");
+  EXPECT_LT(test::readFileBytes(file).size(), 1000u);
+}

@@ -1,5 +1,6 @@
 #include <ut/ut_confignode.h>
 
+#include "ut_configtree.h"
 #include "ut_platform.h"
 
 #include <string_view>
@@ -84,6 +85,16 @@ bool ConfigNodeComparator::operator()(const ConfigPathKey& a, const ConfigNodePt
   return a.bytes < b->pathKey();
 }
 
+// --- ConfigValRaw ------------------------------------------------------------
+
+ConfigValRaw::ConfigValRaw(std::uint32_t registryType, std::vector<std::uint8_t> data)
+    : m_registryType(registryType), m_data(std::move(data)) {}
+ConfigValBase::Type ConfigValRaw::type() const { return kNoValue; }
+bool ConfigValRaw::getULong(unsigned long&) const { return false; }
+bool ConfigValRaw::getString(OdString&) const { return false; }
+bool ConfigValRaw::setULong(unsigned long) { return false; }
+bool ConfigValRaw::setString(const wchar_t*) { return false; }
+
 // --- ConfigNodeBase ---------------------------------------------------------
 
 ConfigNodeBase::~ConfigNodeBase() = default;
@@ -122,6 +133,30 @@ bool ConfigNodeBase::setString(const wchar_t* value) {
   return true;
 }
 
+const ConfigValRaw* ConfigNodeBase::rawValue() const {
+  if (const auto* overlay = dynamic_cast<const ConfigReplacedNode*>(this)) {
+    return overlay->wrapped() ? overlay->wrapped()->rawValue() : nullptr;
+  }
+  return dynamic_cast<const ConfigValRaw*>(m_value.get());
+}
+
+void ConfigNodeBase::setRawValue(std::uint32_t registryType, std::vector<std::uint8_t> data) {
+  m_modified = true;
+  m_value = std::make_shared<ConfigValRaw>(registryType, std::move(data));
+}
+
+void copyNodeValue(const ConfigNodeBase& from, ConfigNodeBase& to) {
+  unsigned long number = 0;
+  OdString text;
+  if (from.getULong(number)) {
+    to.ConfigNodeBase::setULong(number);
+  } else if (from.getString(text)) {
+    to.ConfigNodeBase::setString(text.c_str());
+  } else if (const ConfigValRaw* raw = from.rawValue()) {
+    to.setRawValue(raw->registryType(), raw->data());
+  }
+}
+
 // --- ConfigNode -------------------------------------------------------------
 
 const ConfigNodeSet ConfigNode::kEmptySet;
@@ -158,15 +193,7 @@ ConfigNodePtr ConfigNode::cloneNode(ConfigNodePtr node, bool withDeleted) {
   } else {
     copy = std::make_shared<ConfigNode>(node->path());
   }
-  // Copy the value by contents, never by sharing the value object. Set it
-  // through the base so that a container's copy is not marked touched.
-  unsigned long number = 0;
-  OdString text;
-  if (node->getULong(number)) {
-    copy->ConfigNodeBase::setULong(number);
-  } else if (node->getString(text)) {
-    copy->ConfigNodeBase::setString(text.c_str());
-  }
+  copyNodeValue(*node, *copy);
   return copy;
 }
 

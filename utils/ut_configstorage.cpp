@@ -2,6 +2,7 @@
 
 #include <ut/ut_regstore.h>
 
+#include "ut_configtree.h"
 #include "ut_regstore_codec.h"
 #include "ut_regstore_db.h"
 
@@ -79,10 +80,12 @@ ConfigNodeBase* unwrap(ConfigNodeBase* node) {
 
 // One value as a store lists it.
 struct Entry {
+  enum EKind { eText, eNumber, eRaw };
   std::wstring name;  // "" for the key's default value
-  bool number = false;
-  std::uint32_t value = 0;
+  EKind kind = eText;
+  std::uint32_t value = 0;  // eNumber: the number; eRaw: the registry type
   std::wstring text;
+  regstore::Bytes data;  // eRaw: the value as the registry stores it
 };
 
 // What load and flush need of a store. Keys are absolute "/"-separated paths
@@ -91,10 +94,11 @@ class StoreAccess {
  public:
   virtual ~StoreAccess() = default;
   virtual bool keyExists(const std::wstring& key) = 0;
-  // Subkey names and the values that are numbers or text, in store order.
+  // Subkey names and the values, in store order.
   virtual bool list(const std::wstring& key, std::vector<std::wstring>& groups, std::vector<Entry>& entries) = 0;
   virtual bool writeNumber(const std::wstring& key, std::wstring_view name, std::uint32_t value) = 0;
   virtual bool writeString(const std::wstring& key, std::wstring_view name, const wchar_t* text) = 0;
+  virtual bool writeRaw(const std::wstring& key, std::wstring_view name, const ConfigValRaw& raw) = 0;
   // Both succeed when there is nothing to delete.
   virtual bool deleteKey(const std::wstring& key) = 0;
   virtual bool deleteValue(const std::wstring& key, const std::wstring& name) = 0;
@@ -140,7 +144,7 @@ class WxAccess final : public StoreAccess {
       if (m_config.GetEntryType(n) == wxConfigBase::Type_Integer) {
         long number = 0;
         if (!m_config.Read(n, &number)) continue;
-        e.number = true;
+        e.kind = Entry::eNumber;
         e.value = static_cast<std::uint32_t>(number);
       } else {
         wxString text;
@@ -161,6 +165,9 @@ class WxAccess final : public StoreAccess {
     enter(key);
     return m_config.Write(wxString(name.data(), name.size()), wxString(text));
   }
+
+  // A wxConfigBase lists no raw registry data and has no form to keep it in.
+  bool writeRaw(const std::wstring&, std::wstring_view, const ConfigValRaw&) override { return true; }
 
   bool deleteKey(const std::wstring& key) override {
     std::wstring dir;
@@ -224,29 +231,9 @@ class RegistryAccess final : public StoreAccess {
     if (store().listValues(k, m_records) == regstore::EStatus::eError) return false;
     for (auto& r : m_records) {
       Entry e;
-      switch (r.type) {
-        case eRegSz:
-        case eRegExpandSz:
-          e.text = regstore::decodeRegString(r.data.data(), r.data.size());
-          break;
-        case eRegDword: {
-          const auto v = regstore::decodeDword(r.data.data(), r.data.size());
-          if (!v) continue;
-          e.number = true;
-          e.value = *v;
-          break;
-        }
-        case eRegQword: {
-          // A number as wide as this keeps its low 32 bits, as in RegConfig.
-          const auto v = regstore::decodeQword(r.data.data(), r.data.size());
-          if (!v) continue;
-          e.number = true;
-          e.value = static_cast<std::uint32_t>(*v);
-          break;
-        }
-        default:
-          continue;  // binary data and the like are not configuration values
-      }
+      e.kind = Entry::eRaw;
+      e.value = r.type;
+      e.data = std::move(r.data);
       e.name = std::move(r.name);
       entries.push_back(std::move(e));
     }
@@ -261,6 +248,11 @@ class RegistryAccess final : public StoreAccess {
   bool writeString(const std::wstring& key, std::wstring_view name, const wchar_t* text) override {
     const regstore::Bytes data = regstore::encodeUtf16le(text);
     return store().writeValue(ref(key), name, eRegSz, data.data(), data.size(), true) == regstore::EStatus::eOk;
+  }
+
+  bool writeRaw(const std::wstring& key, std::wstring_view name, const ConfigValRaw& raw) override {
+    return store().writeValue(ref(key), name, raw.registryType(), raw.data().data(), raw.data().size(), true) ==
+           regstore::EStatus::eOk;
   }
 
   bool deleteKey(const std::wstring& key) override {
@@ -316,7 +308,7 @@ class Loader {
 
     const std::wstring base(container.path().c_str());
     std::wstring path;
-    for (const auto& e : entries) {
+    for (auto& e : entries) {
       if (!addressable(e.name)) continue;
       if (e.name.empty()) {
         // The key's own default value belongs to its container.
@@ -342,11 +334,17 @@ class Loader {
   }
 
  private:
-  static void set(ConfigNodeBase& node, const Entry& e) {
-    if (e.number) {
-      node.setULong(e.value);
-    } else {
-      node.setString(e.text.c_str());
+  static void set(ConfigNodeBase& node, Entry& e) {
+    switch (e.kind) {
+      case Entry::eNumber:
+        node.setULong(e.value);
+        break;
+      case Entry::eText:
+        node.setString(e.text.c_str());
+        break;
+      case Entry::eRaw:
+        assignRegistryValue(node, e.value, std::move(e.data));
+        break;
     }
   }
 
@@ -452,6 +450,7 @@ class Flusher {
     OdString text;
     if (node.getULong(number)) return m_access.writeNumber(key, name, static_cast<std::uint32_t>(number));
     if (node.getString(text)) return m_access.writeString(key, name, text.c_str());
+    if (const ConfigValRaw* raw = node.rawValue()) return m_access.writeRaw(key, name, *raw);
     return true;  // no value: nothing to write
   }
 

@@ -1,19 +1,42 @@
 #include "ut_configtree.h"
 
+#include <ut/ut_regstore.h>
+
+#include "ut_regstore_codec.h"
+
+#include <optional>
+
 namespace ut {
+
+void assignRegistryValue(ConfigNodeBase& node, unsigned registryType, std::vector<std::uint8_t> data) {
+  std::optional<std::uint64_t> number;
+  switch (registryType) {
+    case eRegSz:
+    case eRegExpandSz:
+      node.setString(regstore::decodeRegString(data.data(), data.size()).c_str());
+      return;
+    case eRegDword:
+      number = regstore::decodeDword(data.data(), data.size());
+      break;
+    case eRegQword:
+      number = regstore::decodeQword(data.data(), data.size());
+      break;
+    default:
+      break;
+  }
+  if (number && *number <= 0xffffffffULL) {
+    node.setULong(static_cast<unsigned long>(*number));
+  } else {
+    node.setRawValue(registryType, std::move(data));
+  }
+}
 
 ConfigNodePtr relocatedCopy(const ConfigNodePtr& node, const OdString& from, const OdString& to) {
   if (!isLiveNode(node)) return nullptr;
   const OdString& path = node->path();
   if (path.getLength() < from.getLength() || path.left(from.getLength()) != from) return nullptr;
   ConfigNodePtr copy = ConfigNode::createNode(to + path.mid(from.getLength()));
-  unsigned long number = 0;
-  OdString text;
-  if (node->getULong(number)) {
-    copy->setULong(number);
-  } else if (node->getString(text)) {
-    copy->setString(text.c_str());
-  }
+  copyNodeValue(*node, *copy);
   if (node->isContainerNode()) {
     for (const ConfigNodePtr& child : node->children()) {
       ConfigNodePtr childCopy = relocatedCopy(child, from, to);

@@ -7,7 +7,22 @@
 
 #include "OdString.h"
 
+#include <cstdint>
+#include <vector>
+
 namespace ut {
+
+// Gives `to` a copy of the value `from` holds (number, string or raw
+// registry data), never sharing the value object; a container is not marked
+// touched by it. Nothing changes when `from` holds no value.
+void copyNodeValue(const ConfigNodeBase& from, ConfigNodeBase& to);
+
+// Gives a node the value a registry value of that type and data stands for:
+// REG_SZ and REG_EXPAND_SZ a string (an expandable one unexpanded), a DWORD
+// or a QWORD that fits in 32 bits a number, anything else raw data kept
+// byte for byte (ConfigValRaw). The store's loader and the profile importer
+// share it, so a profile reads the same from either.
+void assignRegistryValue(ConfigNodeBase& node, unsigned registryType, std::vector<std::uint8_t> data);
 
 // A deep copy of a live node made of fresh nodes, every path starting with
 // `from` rewritten to start with `to` instead (both key paths ending in "/",

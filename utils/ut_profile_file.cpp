@@ -14,17 +14,15 @@
 #include <wx/filename.h>
 #include <wx/log.h>
 
-#include <map>
+#include <algorithm>
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace ut {
 
 namespace {
 
-constexpr unsigned kRegSz = 1;
-constexpr unsigned kRegExpandSz = 2;
-constexpr unsigned kRegDword = 4;
-constexpr unsigned kRegQword = 11;
 constexpr const wchar_t* kDescriptionValue = L"Description";
 constexpr const wchar_t* kCurrentUser = L"HKEY_CURRENT_USER";
 
@@ -38,52 +36,49 @@ std::wstring profilesKeyName() {
   return name;
 }
 
-std::wstring toBackslashes(const OdString& path) {
-  std::wstring out(path.c_str());
-  for (auto& c : out) {
-    if (c == L'/') c = L'\\';
-  }
-  while (!out.empty() && out.back() == L'\\') out.pop_back();
-  return out;
-}
-
-void writeValue(regfile::Writer& writer, const std::wstring& name, const ConfigNodePtr& node) {
+// The value a node holds, under a name, in registry form; nothing for a node
+// without a value.
+void writeValue(regfile::Writer& writer, std::wstring_view name, const ConfigNodeBase& node) {
   unsigned long number = 0;
   OdString text;
-  if (node->getULong(number)) {
+  if (node.getULong(number)) {
     const auto bytes = regstore::encodeDword(static_cast<std::uint32_t>(number));
-    writer.value(name, kRegDword, bytes.data(), bytes.size());
-  } else if (node->getString(text)) {
+    writer.value(name, eRegDword, bytes.data(), bytes.size());
+  } else if (node.getString(text)) {
     const auto bytes = regstore::encodeUtf16le(std::wstring_view(text.c_str()), true);
-    writer.value(name, kRegSz, bytes.data(), bytes.size());
+    writer.value(name, eRegSz, bytes.data(), bytes.size());
+  } else if (const ConfigValRaw* raw = node.rawValue()) {
+    writer.value(name, raw->registryType(), raw->data().data(), raw->data().size());
   }
 }
 
-// A key and its subtree: its values first, then its subkeys, in child order.
-void writeKey(regfile::Writer& writer, const std::wstring& keyName, const ConfigNodePtr& key) {
+// A key and its subtree: the key's own value under ownName ("" writes "@"),
+// its values, then its subkeys, in child order.
+void writeKey(regfile::Writer& writer, const std::wstring& keyName, const ConfigNodeBase& key,
+              std::wstring_view ownName) {
   writer.key(keyName);
-  for (const ConfigNodePtr& child : key->children()) {
-    if (isLiveNode(child) && !child->isContainerNode()) {
-      writeValue(writer, std::wstring(OdString(child->path()).mid(key->path().getLength()).c_str()), child);
-    }
+  writeValue(writer, ownName, key);
+  const auto leafOf = [&key](const ConfigNodeBase& child) {
+    return std::wstring(child.path().c_str() + key.path().getLength());
+  };
+  for (const ConfigNodePtr& child : key.children()) {
+    if (isLiveNode(child) && !child->isContainerNode()) writeValue(writer, leafOf(*child), *child);
   }
-  for (const ConfigNodePtr& child : key->children()) {
-    if (isLiveNode(child) && child->isContainerNode()) {
-      OdString leaf = child->path().mid(key->path().getLength());
-      leaf.trimRight(L'/');
-      writeKey(writer, keyName + L'\\' + leaf.c_str(), child);
-    }
+  for (const ConfigNodePtr& child : key.children()) {
+    if (!isLiveNode(child) || !child->isContainerNode()) continue;
+    std::wstring leaf = leafOf(*child);
+    leaf.pop_back();  // the trailing "/"
+    writeKey(writer, keyName + L'\\' + leaf, *child, L"");
   }
 }
 
 // What a profile export file holds, read and checked.
 struct ProfileFile {
-  std::wstring name;                                 // the profile's name in the file
+  std::wstring name;  // the profile's name in the file
   bool hasDescription = false;
   std::wstring description;
-  std::map<std::wstring, ConfigNodePtr> keys;        // by relative key path ("Config/")
   ConfigNodePtr root = ConfigNode::createNode(OdString());  // the profile's content
-  int skipped = 0;                                   // values the tree cannot hold
+  int skipped = 0;  // values no tree path can address
 };
 
 bool readFileBytes(const wxString& fileName, std::string& bytes) {
@@ -96,6 +91,91 @@ bool readFileBytes(const wxString& fileName, std::string& bytes) {
   return in.Read(bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
 }
 
+// Turns the operations of an export file into a profile. The first key must
+// be a profile's own key (...\Profiles\<name> below the company key), every
+// other key one below it; anything else, a deletion or an unreadable line
+// included, means the file is not a profile export.
+class ProfileReader {
+ public:
+  explicit ProfileReader(ProfileFile& out) : m_out(out) {}
+
+  bool shaped() const { return m_shaped && !m_profileKey.empty(); }
+
+  void operator()(const regfile::Operation& op) {
+    if (!m_shaped) return;
+    switch (op.kind) {
+      case regfile::Operation::eOpenKey:
+        m_shaped = op.rootName == kCurrentUser && openKey(op.path);
+        return;
+      case regfile::Operation::eSetValue:
+        m_shaped = m_current != nullptr;
+        if (m_shaped) setValue(op);
+        return;
+      default:
+        m_shaped = false;
+        return;
+    }
+  }
+
+ private:
+  bool openKey(const std::wstring& path) {
+    if (m_profileKey.empty()) {
+      const std::wstring prefix = L"Software\\" + std::wstring(kCompanyKey) + L"\\";
+      constexpr std::wstring_view kProfiles = L"\\Profiles";
+      const std::size_t slash = path.rfind(L'\\');
+      if (slash == std::wstring::npos || slash + 1 == path.size() || path.compare(0, prefix.size(), prefix) != 0 ||
+          slash < kProfiles.size() || path.compare(slash - kProfiles.size(), kProfiles.size(), kProfiles) != 0) {
+        return false;
+      }
+      m_profileKey = path;
+      m_out.name = path.substr(slash + 1);
+      m_current = m_out.root;
+      return true;
+    }
+    if (path.size() <= m_profileKey.size() + 1 || path.compare(0, m_profileKey.size(), m_profileKey) != 0 ||
+        path[m_profileKey.size()] != L'\\') {
+      return false;
+    }
+    std::wstring relative = path.substr(m_profileKey.size() + 1) + L'/';
+    std::replace(relative.begin(), relative.end(), L'\\', L'/');
+    m_current = facade::descend(m_out.root, OdString(relative.c_str()), true);
+    return m_current != nullptr;
+  }
+
+  void setValue(const regfile::Operation& op) {
+    const bool text = op.type == eRegSz || op.type == eRegExpandSz;
+    if (m_current == m_out.root && (op.name.empty() || op.name == kDescriptionValue)) {
+      // The profile key's own text is its description; the file may carry it
+      // as the default value (a registry export) or as "Description" (ours).
+      if (text) {
+        m_out.hasDescription = true;
+        m_out.description = regstore::decodeRegString(op.data.data(), op.data.size());
+        return;
+      }
+      if (op.name.empty()) {
+        ++m_out.skipped;  // a profile key holds no other value of its own
+        return;
+      }
+    }
+    if (op.name.empty()) {
+      assignRegistryValue(*m_current, op.type, op.data);  // the key's default value
+      return;
+    }
+    if (op.name.find(L'/') != std::wstring::npos) {
+      ++m_out.skipped;  // "/" separates levels in the tree
+      return;
+    }
+    ConfigNodePtr value = ConfigNode::createNode(m_current->path() + OdString(op.name.c_str()));
+    assignRegistryValue(*value, op.type, op.data);
+    m_current->addChild(std::move(value));
+  }
+
+  ProfileFile& m_out;
+  bool m_shaped = true;
+  std::wstring m_profileKey;  // the profile's key path below HKEY_CURRENT_USER
+  ConfigNodePtr m_current;
+};
+
 // Reads a profile export. Logs the refusal and answers false when the file is
 // missing or not the export of one profile.
 bool readProfileFile(const wxString& fileName, ProfileFile& out) {
@@ -104,94 +184,16 @@ bool readProfileFile(const wxString& fileName, ProfileFile& out) {
     return false;
   }
   std::string bytes;
-  bool shaped = readFileBytes(fileName, bytes);
-  const std::wstring prefix = L"Software\\" + std::wstring(kCompanyKey) + L"\\";
-  std::wstring profileKey;  // the profile's key path below HKEY_CURRENT_USER
-  ConfigNodePtr current;
-  const auto sink = [&](const regfile::Operation& op) {
-    if (!shaped) return;
-    switch (op.kind) {
-      case regfile::Operation::eOpenKey: {
-        if (op.rootName != kCurrentUser) {
-          shaped = false;
-          return;
-        }
-        if (profileKey.empty()) {
-          // The first key is the profile's own: ...\Profiles\<name>.
-          const std::size_t slash = op.path.rfind(L'\\');
-          const std::wstring parent = slash == std::wstring::npos ? std::wstring() : op.path.substr(0, slash);
-          const std::wstring name = slash == std::wstring::npos ? std::wstring() : op.path.substr(slash + 1);
-          if (op.path.compare(0, prefix.size(), prefix) != 0 || name.empty() || parent.size() < 9 ||
-              parent.compare(parent.size() - 9, 9, L"\\Profiles") != 0) {
-            shaped = false;
-            return;
-          }
-          profileKey = op.path;
-          out.name = name;
-          current = out.root;
-          return;
-        }
-        if (op.path.size() <= profileKey.size() + 1 || op.path.compare(0, profileKey.size(), profileKey) != 0 ||
-            op.path[profileKey.size()] != L'\\') {
-          shaped = false;
-          return;
-        }
-        std::wstring relative = op.path.substr(profileKey.size() + 1);
-        for (auto& c : relative) {
-          if (c == L'\\') c = L'/';
-        }
-        current = facade::descend(out.root, OdString(relative.c_str()) + L"/", true);
-        if (!current) shaped = false;
-        return;
-      }
-      case regfile::Operation::eSetValue: {
-        if (!current) {
-          shaped = false;
-          return;
-        }
-        const bool ownKey = current == out.root;
-        std::wstring text;
-        if ((op.type == kRegSz || op.type == kRegExpandSz) &&
-            (ownKey && (op.name.empty() || op.name == kDescriptionValue))) {
-          out.hasDescription = true;
-          out.description = regstore::decodeRegString(op.data.data(), op.data.size());
-          return;
-        }
-        if (op.name.empty() || op.name.find(L'/') != std::wstring::npos) {
-          ++out.skipped;  // a key's default value or an unaddressable name
-          return;
-        }
-        ConfigNodePtr value = ConfigNode::createNode(current->path() + OdString(op.name.c_str()));
-        if (op.type == kRegSz || op.type == kRegExpandSz) {
-          value->setString(regstore::decodeRegString(op.data.data(), op.data.size()).c_str());
-        } else if (op.type == kRegDword && regstore::decodeDword(op.data.data(), op.data.size())) {
-          value->setULong(*regstore::decodeDword(op.data.data(), op.data.size()));
-        } else if (op.type == kRegQword && regstore::decodeQword(op.data.data(), op.data.size()) &&
-                   *regstore::decodeQword(op.data.data(), op.data.size()) <= 0xffffffffULL) {
-          value->setULong(static_cast<unsigned long>(*regstore::decodeQword(op.data.data(), op.data.size())));
-        } else {
-          ++out.skipped;
-          return;
-        }
-        current->addChild(value);
-        return;
-      }
-      default:
-        // Deletions and unreadable lines have no place in a profile export.
-        shaped = false;
-        return;
-    }
-  };
-  if (shaped) {
-    // The sink clears `shaped` as soon as an entry does not belong to a profile.
-    const bool parsed = regfile::parse(regfile::decodeFile(bytes), sink);
-    shaped = shaped && parsed && !profileKey.empty();
-  }
-  if (!shaped) {
+  ProfileReader reader(out);
+  if (!readFileBytes(fileName, bytes) || !regfile::parse(regfile::decodeFile(bytes), std::ref(reader)) ||
+      !reader.shaped()) {
     wxLogError(L"File \"%ls\" is not a profile of the application", fileName.wc_str());
     return false;
   }
-  if (out.skipped > 0) wxLogWarning(L"%d values of \"%ls\" are of types a profile cannot hold and were skipped", out.skipped, fileName.wc_str());
+  if (out.skipped > 0) {
+    wxLogWarning(L"%d values of \"%ls\" have names a profile cannot hold and were skipped", out.skipped,
+                 fileName.wc_str());
+  }
   return true;
 }
 
@@ -215,34 +217,34 @@ class ProfileFileStorage : public ConfigStorageBase {
     return true;
   }
 
+  // Replaces the file's contents; the messages are those of the group
+  // exporter.
   bool flush(const ConfigNodePtr& node, bool) override {
     if (!isLiveNode(node) || !node->isContainerNode()) return false;
-    regfile::Writer writer;
     OdString name = node->path();
     name.trimRight(L'/');
-    const std::wstring keyName = profilesKeyName() + toBackslashes(name);
-    writer.key(keyName);
-    OdString description;
-    if (node->getString(description)) {
-      const auto bytes = regstore::encodeUtf16le(std::wstring_view(description.c_str()), true);
-      writer.value(kDescriptionValue, kRegSz, bytes.data(), bytes.size());
-    }
-    // The profile key's own line is written once, with its description.
-    regfile::Writer body;
-    writeKey(body, keyName, node);
-    std::wstring text = writer.text();
-    const std::wstring& rest = body.text();
-    const std::size_t firstKeyEnd = rest.find(L"]\r\n");
-    if (firstKeyEnd == std::wstring::npos) return false;
-    text += rest.substr(firstKeyEnd + 3);
-    const std::string utf8 = OdString(text.c_str()).toUtf8();
-    const wxLogNull quiet;
+    std::wstring keyName = profilesKeyName() + name.c_str();
+    std::replace(keyName.begin(), keyName.end(), L'/', L'\\');
+    regfile::Writer writer;
+    writeKey(writer, keyName, *node, kDescriptionValue);
+    const std::string utf8 = writer.utf8();
+
+    const bool existed = wxFileName::FileExists(m_fileName);
     wxFile out;
-    if (!out.Create(m_fileName, true)) {
-      wxLogError(L"Failed to create file %ls", m_fileName.wc_str());
+    {
+      const wxLogNull quiet;
+      out.Create(m_fileName, true);
+    }
+    if (!out.IsOpened()) {
+      wxLogError(existed ? L"Failed to open file %ls" : L"Failed to create file %ls", m_fileName.wc_str());
       return false;
     }
-    return out.Write(utf8.data(), utf8.size()) == utf8.size() && out.Close();
+    const wxLogNull quiet;
+    if (out.Write(utf8.data(), utf8.size()) != utf8.size() || !out.Close()) {
+      wxLogError(L"Failed to write to file %ls", m_fileName.wc_str());
+      return false;
+    }
+    return true;
   }
 
   OdString rootPath() const override { return Config::profilesRoot(eCfgPathConfig); }
@@ -271,8 +273,16 @@ bool renameProfile(const wxString& from, const wxString& to) {
 bool resetProfile(const wxString& name) { return Config::profileManager().resetProfile(od(name)); }
 
 bool exportProfile(const wxString& name, const wxString& fileName) {
-  if (name.empty() || fileName.empty()) return false;
-  return Config::profileManager().exportProfile(od(name), std::make_shared<ProfileFileStorage>(fileName));
+  if (name.empty() || fileName.empty()) {
+    wxLogError(L"Bad arguments");
+    return false;
+  }
+  ProfileManagerBase& manager = Config::profileManager();
+  if (!manager.getProfileNode(od(name), false)) {
+    wxLogError(L"Config group not found: %ls", (Config::profilesRoot(eCfgPathConfig) + od(name) + L"/").c_str());
+    return false;
+  }
+  return manager.exportProfile(od(name), std::make_shared<ProfileFileStorage>(fileName));
 }
 
 bool importProfile(const wxString& fileName, const wxString& name, const wxString& description) {

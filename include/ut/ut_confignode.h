@@ -23,6 +23,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace ut {
 
@@ -69,6 +70,30 @@ class UT_EXPORT ConfigValString final : public ConfigValBase {
   OdString m_value;
 };
 
+// A registry value of a type the tree does not read: binary data,
+// multi-strings, 64-bit numbers wider than 32 bits and the like. The tree
+// carries it so that a profile loaded and written back, or imported and
+// exported, keeps every value the store or file held, byte for byte. To the
+// tree it is no value at all: type() is 0, every getter and setter answers
+// false, and a node's setters replace it.
+class UT_EXPORT ConfigValRaw final : public ConfigValBase {
+ public:
+  // registryType: the registry's type number (3 binary, 7 multi-string, ...).
+  ConfigValRaw(std::uint32_t registryType, std::vector<std::uint8_t> data);
+  Type type() const override;
+  bool getULong(unsigned long& value) const override;
+  bool getString(OdString& value) const override;
+  bool setULong(unsigned long value) override;
+  bool setString(const wchar_t* value) override;
+
+  std::uint32_t registryType() const { return m_registryType; }
+  const std::vector<std::uint8_t>& data() const { return m_data; }
+
+ private:
+  std::uint32_t m_registryType;
+  std::vector<std::uint8_t> m_data;
+};
+
 class ConfigNodeBase;
 using ConfigNodePtr = std::shared_ptr<ConfigNodeBase>;
 
@@ -110,6 +135,13 @@ class UT_EXPORT ConfigNodeBase {
   // Updates a string in place, or replaces any other value by a string; a
   // null pointer removes the value (type 0).
   virtual bool setString(const wchar_t* value);
+
+  // The raw registry data the node carries (see ConfigValRaw), or null; an
+  // overlay answers for the node it wraps.
+  const ConfigValRaw* rawValue() const;
+  // Makes raw registry data the node's value, for storages and importers.
+  // Marks the node modified, like the setters, but never a container touched.
+  void setRawValue(std::uint32_t registryType, std::vector<std::uint8_t> data);
 
   virtual const OdString& path() const = 0;
   virtual bool isContainerNode() const = 0;

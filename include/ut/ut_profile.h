@@ -102,14 +102,24 @@ UT_EXPORT bool deleteProfile(const wxString& name);
 // False when `to` exists or `from` does not.
 UT_EXPORT bool renameProfile(const wxString& from, const wxString& to);
 UT_EXPORT bool resetProfile(const wxString& name);
-// Writes a profile to a registry-export file: its key line, its description
-// as the value "Description", then its groups.
+// Writes a profile, as the tree holds it (unflushed changes included), to a
+// registry-export file that it replaces: its key line, its description as the
+// value "Description", then its groups. Values the tree carries without
+// reading them (binary data, multi-strings, wide numbers) are written as the
+// hex forms they came in. Failures, with the group exporter's words: "Bad
+// arguments", "Config group not found: %ls" (the profile's key path),
+// "Failed to open file %ls", "Failed to create file %ls", "Failed to write
+// to file %ls".
 UT_EXPORT bool exportProfile(const wxString& name, const wxString& fileName);
 // Reads a profile exported by exportProfile (or a registry export of one
-// profile key) under a new name; an empty name takes the file's. An empty
-// description keeps the file's. The file's shape is checked before anything
-// changes: "File not found: \"%ls\"", "File \"%ls\" is not a profile of the
-// application".
+// profile key, UTF-16 or UTF-8) under a new name; an empty name takes the
+// file's. An empty description keeps the file's (its "Description" value or
+// the profile key's default value). Every value is kept: strings, expandable
+// strings (unexpanded) and numbers that fit in 32 bits become settings;
+// anything else is carried byte for byte and reaches the store unchanged
+// with the next flush. Only a value whose name holds a "/" is skipped, with a
+// warning. The file's shape is checked before anything changes: "File not
+// found: \"%ls\"", "File \"%ls\" is not a profile of the application".
 UT_EXPORT bool importProfile(const wxString& fileName, const wxString& name, const wxString& description);
 UT_EXPORT bool profileExists(const wxString& name);
 UT_EXPORT void getProfileNames(wxArrayString& names);
