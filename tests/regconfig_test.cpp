@@ -40,10 +40,8 @@ class RegConfigTest : public ::testing::Test {
 
 TEST_F(RegConfigTest, SetPathLikeWx) {
   const std::pair<const char*, const char*> steps[] = {
-      {"a/b", "/a/b"},   {"c", "/a/b/c"}, {"..", "/a/b"}, {"../x/./y/", "/a/x/y"}, {"/top//level/", "/top/level"},
-      {"../../../..", ""},  // nothing above the root
-      {"q", "/q"},       {"", ""},        {"q", "/q"},    {"/", ""},
-  };
+      {"a/b", "/a/b"}, {"c", "/a/b/c"}, {"..", "/a/b"}, {"../x/./y/", "/a/x/y"}, {"/top//level/", "/top/level"},
+      {"../../../..", ""}, {"q", "/q"}, {"", ""}, {"q", "/q"}, {"/", ""}};
   EXPECT_EQ(m_config.GetPath(), "");
   for (const auto& [path, expected] : steps) {
     m_config.SetPath(path);
@@ -52,96 +50,66 @@ TEST_F(RegConfigTest, SetPathLikeWx) {
   // wx's own path changer, as the configuration store drives it.
   m_config.SetPath("/start");
   {
-    wxConfigPathChanger changer(&m_config, "/g1/g2/entry");
+    wxConfigPathChanger changer(&m_config, "../g1/g2/entry");
     EXPECT_EQ(m_config.GetPath(), "/g1/g2");
     EXPECT_EQ(changer.Name(), "entry");
-  }
-  EXPECT_EQ(m_config.GetPath(), "/start");
-  {
-    wxConfigPathChanger changer(&m_config, "../sibling/entry");
-    EXPECT_EQ(m_config.GetPath(), "/sibling");
   }
   EXPECT_EQ(m_config.GetPath(), "/start");
 }
 
 TEST_F(RegConfigTest, WritesLandUnderTheRootKey) {
-  ASSERT_TRUE(m_config.Write("top", 1L));
-  ASSERT_TRUE(m_config.Write("g1/g2/entry", "text"));
+  ASSERT_TRUE(m_config.Write("top", 1L) && m_config.Write("g1/g2/entry", "text"));
   m_config.SetPath("/g1");
-  ASSERT_TRUE(m_config.Write("inG1", 2L));
-  ASSERT_TRUE(m_config.Write("/abs", 3L));
-  ASSERT_TRUE(m_config.Write("../alsoTop", 4L));
+  ASSERT_TRUE(m_config.Write("inG1", 2L) && m_config.Write("/abs", 3L) && m_config.Write("../alsoTop", 4L));
   EXPECT_EQ(m_config.GetPath(), "/g1") << "the path changer restores the path";
-
-  RegKey root = openKey("Software\\TVCAD");
   EXPECT_EQ(names(m_config, false), std::vector<wxString>{"inG1"});
-  m_config.SetPath("/");
+  RegKey root = openKey("Software\\TVCAD");
   std::vector<wxString> values;
-  ASSERT_TRUE(root.getValueNames(values));
-  EXPECT_EQ(values, (std::vector<wxString>{"top", "abs", "alsoTop"}));
+  EXPECT_TRUE(root.getValueNames(values) && values == (std::vector<wxString>{"top", "abs", "alsoTop"}));
   wxString s;
-  ASSERT_TRUE(openKey("Software\\TVCAD\\g1\\g2").queryValue("entry", s));
-  EXPECT_EQ(s, "text");
+  EXPECT_TRUE(openKey("Software\\TVCAD\\g1\\g2").queryValue("entry", s) && s == "text");
 
   // Another root below HKEY_CURRENT_USER, given with either separator.
   RegConfig other("Software/Other\\Product");
   ASSERT_TRUE(other.Write("x/y", 5L));
   long v = 0;
-  EXPECT_TRUE(openKey("Software\\Other\\Product\\x").queryValue("y", v));
-  EXPECT_EQ(v, 5);
-  EXPECT_FALSE(m_config.HasEntry("x/y"));
-
+  EXPECT_TRUE(openKey("Software\\Other\\Product\\x").queryValue("y", v) && v == 5);
+  EXPECT_FALSE(m_config.HasEntry("/x/y"));
   // A group name may not hold the store's separator; an entry name may.
   EXPECT_FALSE(m_config.Write("bad\\group/entry", 1L));
-  EXPECT_FALSE(openKey("Software\\TVCAD\\bad").isOpen());
+  EXPECT_FALSE(openKey("Software\\TVCAD\\g1\\bad").isOpen());
   ASSERT_TRUE(m_config.Write("/odd\\name", 6L));
-  EXPECT_TRUE(root.queryValue("odd\\name", v));
+  EXPECT_TRUE(root.queryValue("odd\\name", v) && v == 6);
 }
 
 TEST_F(RegConfigTest, TypesAndConversions) {
-  ASSERT_TRUE(m_config.Write("num", 42L));
-  ASSERT_TRUE(m_config.Write("str", "hello"));
-  ASSERT_TRUE(m_config.Write("numStr", "123"));
-  ASSERT_TRUE(m_config.Write("neg", -1L));
-  ASSERT_TRUE(m_config.Write("u32", 4294967295UL));
-  ASSERT_TRUE(m_config.Write("big", 5000000000L));
-  ASSERT_TRUE(m_config.Write("dbl", 1.5));
-  ASSERT_TRUE(m_config.Write("flag", true));
+  ASSERT_TRUE(m_config.Write("num", 42L) && m_config.Write("str", "hello") && m_config.Write("numStr", "123"));
+  ASSERT_TRUE(m_config.Write("neg", -1L) && m_config.Write("u32", 4294967295UL) && m_config.Write("big", 5000000000L));
   wxMemoryBuffer bin;
   bin.AppendData("\0\1\2", 3);
   ASSERT_TRUE(m_config.Write("bin", bin));
   RegKey raw = openKey("Software\\TVCAD");
-  ASSERT_TRUE(raw.setExpandString("exp", "%PATH%"));
-  ASSERT_TRUE(raw.setRawValue("multi", eRegMultiSz, "a\0\0\0", 4));
+  ASSERT_TRUE(raw.setExpandString("exp", "%PATH%") && raw.setRawValue("multi", eRegMultiSz, "a\0\0\0", 4));
 
-  const std::pair<const char*, wxConfigBase::EntryType> types[] = {
-      {"num", wxConfigBase::Type_Integer}, {"big", wxConfigBase::Type_Integer},   {"str", wxConfigBase::Type_String},
-      {"exp", wxConfigBase::Type_String},  {"bin", wxConfigBase::Type_Unknown},   {"multi", wxConfigBase::Type_Unknown},
-      {"missing", wxConfigBase::Type_Unknown}};
+  using E = wxConfigBase::EntryType;
+  const std::pair<const char*, E> types[] = {{"num", E::Type_Integer},  {"big", E::Type_Integer},   {"str", E::Type_String},
+                                             {"exp", E::Type_String},   {"bin", E::Type_Unknown},   {"multi", E::Type_Unknown},
+                                             {"missing", E::Type_Unknown}};
   for (const auto& [name, type] : types) EXPECT_EQ(m_config.GetEntryType(name), type) << name;
   EXPECT_EQ(raw.valueType("u32"), eRegDword) << "32-bit numbers stay DWORDs";
   EXPECT_EQ(raw.valueType("big"), eRegQword) << "wider ones are not cut";
 
-  const std::pair<const char*, long> numbers[] = {{"num", 42}, {"numStr", 123}, {"neg", -1}, {"big", 5000000000L}};
+  // Numbers from numbers and decimal strings only; every number reads as text.
+  const std::pair<const char*, long> numbers[] = {
+      {"num", 42}, {"numStr", 123}, {"neg", -1}, {"u32", -1}, {"big", 5000000000L}, {"str", 77}, {"bin", 77}};
   for (const auto& [name, expected] : numbers) EXPECT_EQ(m_config.ReadLong(name, 77), expected) << name;
-  long v = 0;
-  EXPECT_TRUE(m_config.Read("u32", &v));
-  EXPECT_EQ(static_cast<std::uint32_t>(v), 0xFFFFFFFFu);
-  EXPECT_FALSE(m_config.Read("str", &v));
-  EXPECT_FALSE(m_config.Read("bin", &v));
-  EXPECT_EQ(m_config.ReadLong("str", 77), 77);
-
   EXPECT_EQ(m_config.Read("str", ""), "hello");
-  EXPECT_EQ(m_config.Read("num", ""), "42") << "a number reads as its decimal text";
+  EXPECT_EQ(m_config.Read("num", ""), "42");
   EXPECT_EQ(m_config.Read("missing", "default"), "default");
-  EXPECT_DOUBLE_EQ(m_config.ReadDouble("dbl", 0.0), 1.5);
-  EXPECT_TRUE(m_config.ReadBool("flag", false));
   wxMemoryBuffer back;
   ASSERT_TRUE(m_config.Read("bin", &back));
-  ASSERT_EQ(back.GetDataLen(), 3u);
-  EXPECT_EQ(memcmp(back.GetData(), "\0\1\2", 3), 0);
+  EXPECT_TRUE(back.GetDataLen() == 3 && memcmp(back.GetData(), "\0\1\2", 3) == 0);
   EXPECT_TRUE(m_config.HasEntry("NUM")) << "names ignore case";
-  EXPECT_TRUE(m_config.Flush());
 }
 
 TEST_F(RegConfigTest, GroupsAndEntries) {
@@ -152,13 +120,11 @@ TEST_F(RegConfigTest, GroupsAndEntries) {
 
   EXPECT_EQ(names(m_config, true), (std::vector<wxString>{"Alpha", "beta", "gamma", L"Über"}));
   EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"z", "a", "m"}));
-  EXPECT_EQ(m_config.GetNumberOfGroups(), 4u);
-  EXPECT_EQ(m_config.GetNumberOfGroups(true), 5u);
-  EXPECT_EQ(m_config.GetNumberOfEntries(), 3u);
-  EXPECT_EQ(m_config.GetNumberOfEntries(true), 8u);
+  const std::vector<std::size_t> counts = {m_config.GetNumberOfGroups(), m_config.GetNumberOfGroups(true),
+                                           m_config.GetNumberOfEntries(), m_config.GetNumberOfEntries(true)};
+  EXPECT_EQ(counts, (std::vector<std::size_t>{4, 5, 3, 8}));
   EXPECT_TRUE(m_config.HasGroup(L"über") && m_config.HasGroup("alpha/inner") && m_config.HasGroup("/"));
-  EXPECT_FALSE(m_config.HasGroup("Inner"));
-  EXPECT_FALSE(m_config.HasGroup("z")) << "an entry is not a group";
+  EXPECT_FALSE(m_config.HasGroup("Inner") || m_config.HasGroup("z")) << "an entry is not a group";
 
   // Walking the tree recursively, as the configuration store loads it:
   // enumerations of inner groups do not disturb the outer one.
@@ -181,38 +147,31 @@ TEST_F(RegConfigTest, GroupsAndEntries) {
 
   // A group that does not exist enumerates as empty.
   m_config.SetPath("/nowhere");
-  EXPECT_TRUE(names(m_config, true).empty());
-  EXPECT_TRUE(names(m_config, false).empty());
-  EXPECT_EQ(m_config.GetNumberOfEntries(true), 0u);
+  EXPECT_TRUE(names(m_config, true).empty() && names(m_config, false).empty() && m_config.GetNumberOfEntries(true) == 0);
   index = 5;
   EXPECT_FALSE(m_config.GetNextEntry(name, index));
 }
 
 TEST_F(RegConfigTest, RenameEntriesAndGroups) {
   m_config.SetPath("/g");
-  for (const char* e : {"one", "two", "three"}) ASSERT_TRUE(m_config.Write(e, 1L));
-  ASSERT_TRUE(m_config.Write("two", 2L));
+  ASSERT_TRUE(m_config.Write("one", 1L) && m_config.Write("two", 2L) && m_config.Write("three", 1L));
   ASSERT_TRUE(m_config.RenameEntry("two", "deux"));
   EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"one", "deux", "three"})) << "the place is kept";
   EXPECT_EQ(m_config.ReadLong("deux", 0), 2);
-  EXPECT_FALSE(m_config.HasEntry("two"));
-  EXPECT_FALSE(m_config.RenameEntry("two", "again")) << "the old name is gone";
+  EXPECT_FALSE(m_config.HasEntry("two") || m_config.RenameEntry("two", "again")) << "the old name is gone";
   EXPECT_FALSE(m_config.RenameEntry("one", "THREE")) << "the new name is taken";
   EXPECT_EQ(m_config.ReadLong("three", 0), 1);
   ASSERT_TRUE(m_config.RenameEntry("one", "ONE")) << "a change of case only";
   EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"ONE", "deux", "three"}));
-  EXPECT_FALSE(m_config.RenameEntry("deux", "x/y"));
-  EXPECT_FALSE(m_config.RenameEntry("a/deux", "y"));
+  EXPECT_FALSE(m_config.RenameEntry("deux", "x/y") || m_config.RenameEntry("a/deux", "y"));
 
   m_config.SetPath("/");
-  ASSERT_TRUE(m_config.Write("g/sub/w", "deep"));
-  ASSERT_TRUE(m_config.Write("taken/v", 1L));
+  ASSERT_TRUE(m_config.Write("g/sub/w", "deep") && m_config.Write("taken/v", 1L));
   ASSERT_TRUE(m_config.RenameGroup("g", "new"));
   EXPECT_FALSE(m_config.HasGroup("g"));
   EXPECT_EQ(m_config.Read("new/sub/w", ""), "deep");
   EXPECT_EQ(m_config.ReadLong("new/deux", 0), 2);
-  EXPECT_FALSE(m_config.RenameGroup("g", "other"));
-  EXPECT_FALSE(m_config.RenameGroup("new", "TAKEN"));
+  EXPECT_FALSE(m_config.RenameGroup("g", "other") || m_config.RenameGroup("new", "TAKEN"));
   EXPECT_EQ(m_config.Read("new/sub/w", ""), "deep") << "a refused rename changes nothing";
   ASSERT_TRUE(m_config.RenameGroup("new", "NEW"));
   EXPECT_EQ(names(m_config, true), (std::vector<wxString>{"NEW", "taken"}));
@@ -232,16 +191,13 @@ TEST_F(RegConfigTest, DeleteEntriesGroupsAndAll) {
 
   // A group that still has a subgroup stays; an emptied group goes and the
   // current path moves to its parent, as in wx; unless asked not to.
-  EXPECT_TRUE(m_config.DeleteEntry("a/b/only"));
-  EXPECT_TRUE(m_config.HasGroup("a/b"));
+  EXPECT_TRUE(m_config.DeleteEntry("a/b/only") && m_config.HasGroup("a/b"));
   m_config.SetPath("/a/b/c");
   EXPECT_TRUE(m_config.DeleteEntry("deeper"));
   EXPECT_FALSE(m_config.HasGroup("/a/b/c"));
   EXPECT_EQ(m_config.GetPath(), "/a/b");
   m_config.SetPath("/");
-  EXPECT_TRUE(m_config.DeleteEntry("keep/x", false));
-  EXPECT_TRUE(m_config.DeleteEntry("keep/y", false));
-  EXPECT_TRUE(m_config.HasGroup("keep"));
+  EXPECT_TRUE(m_config.DeleteEntry("keep/x", false) && m_config.DeleteEntry("keep/y", false) && m_config.HasGroup("keep"));
   EXPECT_FALSE(m_config.DeleteEntry("keep/y"));
   EXPECT_TRUE(m_config.DeleteEntry("rootEntry"));
   EXPECT_TRUE(RegKey(eCurrentUser, "Software\\TVCAD").exists()) << "the root is never deleted";
@@ -249,15 +205,13 @@ TEST_F(RegConfigTest, DeleteEntriesGroupsAndAll) {
   m_config.SetPath("/g/h/i");
   EXPECT_TRUE(m_config.DeleteGroup("/g/h"));
   EXPECT_EQ(m_config.GetPath(), "/g") << "moved to the deepest remaining part";
-  EXPECT_FALSE(m_config.HasGroup("/g/h"));
-  EXPECT_TRUE(m_config.HasEntry("/g/w"));
-  EXPECT_FALSE(m_config.DeleteGroup("h")) << "no such group";
-  EXPECT_FALSE(m_config.DeleteGroup(""));
+  EXPECT_TRUE(!m_config.HasGroup("/g/h") && m_config.HasEntry("/g/w"));
+  EXPECT_FALSE(m_config.DeleteGroup("h") || m_config.DeleteGroup("")) << "no such group";
 
   EXPECT_TRUE(m_config.DeleteAll());
   EXPECT_EQ(m_config.GetPath(), "");
   EXPECT_FALSE(RegKey(eCurrentUser, "Software\\TVCAD").exists());
-  EXPECT_TRUE(outside.hasValue("stay"));
+  EXPECT_TRUE(outside.hasValue("stay")) << "nothing outside the root";
   EXPECT_TRUE(m_config.DeleteAll()) << "nothing left to delete is no failure";
   EXPECT_TRUE(m_config.Write("fresh", 1L));
 }
@@ -273,8 +227,7 @@ TEST_F(RegConfigTest, AFlushLandsWholeOrNotAtAll) {
     RegTransaction tx;
     rewrite();
   }
-  EXPECT_EQ(m_config.ReadLong("g/kept", 0), 1);
-  EXPECT_FALSE(m_config.HasEntry("g/v0"));
+  EXPECT_TRUE(m_config.HasEntry("g/kept") && !m_config.HasEntry("g/v0")) << "left without commit";
   {
     RegTransaction tx;
     rewrite();
