@@ -149,15 +149,6 @@ TEST_F(RegistryTest, ReadsAndWritesEachType) {
   EXPECT_TRUE(Registry::verifyValue(eCurrentUser, L"Software\\TVCAD\\Test", L"Number")) << "the data outlives the object";
 }
 
-TEST_F(RegistryTest, OpenTheCompanyKeyOnRequest) {
-  { Registry none(false); EXPECT_FALSE(none.isOpen()); }
-  EXPECT_FALSE(Registry::verifyKey(eCurrentUser, L"Software\\TVCAD"));
-  Registry company(true);
-  EXPECT_TRUE(company.isOpen());
-  EXPECT_TRUE(company.write(L"x", 1L));
-  EXPECT_TRUE(Registry::verifyValue(eCurrentUser, L"Software\\TVCAD", L"x"));
-}
-
 TEST_F(RegistryTest, CopiesOpenTheirOwnKey) {
   Registry a;
   ASSERT_TRUE(a.create(eCurrentUser, L"Software\\TVCAD\\A") && a.write(L"v", 5L));
@@ -226,6 +217,14 @@ TEST_F(RegistryTest, CreateKeyHandsOverAnOwnedKey) {
   EXPECT_TRUE(Registry::createKey(eCurrentUser, L"Software\\TVCAD\\Made", nullptr));
 }
 
+TEST_F(RegistryTest, OpenTheCompanyKeyOnRequest) {
+  EXPECT_FALSE(Registry(false).isOpen());
+  EXPECT_FALSE(Registry::verifyKey(eCurrentUser, L"Software\\TVCAD"));
+  Registry company(true);
+  EXPECT_TRUE(company.isOpen() && company.write(L"x", 1L));
+  EXPECT_TRUE(Registry::verifyValue(eCurrentUser, L"Software\\TVCAD", L"x"));
+}
+
 TEST_F(RegistryTest, ExistenceListsAndDeletion) {
   const wchar_t* const l = L"Software\\TVCAD\\L";
   ASSERT_TRUE(Registry::createKey(eCurrentUser, L"Software\\TVCAD\\L\\b", nullptr));
@@ -281,21 +280,6 @@ TEST_F(RegistryTest, CopyKeyShallowAndRecursive) {
 }
 
 // --- export and import -----------------------------------------------------------
-
-TEST(RegistryEscape, UnescapeInvertsEscape) {
-  EXPECT_EQ(escape(L"a\\b\"c\nd"), L"a\\\\b\\\"c\r\nd");
-  EXPECT_EQ(escape(L"\\\""), L"\\\\\\\"");  // the quote's backslash is not doubled
-  EXPECT_EQ(escape(L"\r\n"), L"\r\r\n");
-  // Sequences escape() never writes are kept as they are.
-  EXPECT_EQ(unescape(L"\\n\\t\\"), L"\\n\\t\\");
-  EXPECT_EQ(unescape(L"x\ry\n"), L"x\ry\n");
-  for (const std::wstring& s :
-       {std::wstring(), std::wstring(L"\\\\"), std::wstring(L"\"\\"), std::wstring(L"\n\r"), std::wstring(L"\r\r\n\n"),
-        std::wstring(L"end\\"), std::wstring(L"C:\\Temp\\\"x\"\r\nline2\nline3\r"), std::wstring(L"\u00e9\U0001F600\\n"),
-        std::wstring(L"nul\0in", 6)}) {
-    EXPECT_EQ(unescape(escape(wxString(s))).ToStdWstring(), s) << testing::PrintToString(s);
-  }
-}
 
 // Every kind of value is exported in the registry editor's form, and imports
 // back to the same name, type and bytes; uninterpreted types are reported and
