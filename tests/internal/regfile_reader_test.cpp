@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using ut::regfile::decodeFile;
@@ -32,14 +33,8 @@ Bytes sz(const std::wstring& s) { return ut::regstore::encodeUtf16le(s, true); }
 // Each entry between a key line and a following value: read as one value with
 // the right bytes, and the line count goes on right through it.
 TEST(RegFileReader, EntriesAndLineNumbers) {
-  struct Case {
-    const wchar_t* entry;
-    int lines;
-    const wchar_t* name;
-    unsigned type;
-    Bytes data;
-  };
-  const Case cases[] = {
+  // One entry, how many lines it takes, and the value it sets.
+  const std::tuple<const wchar_t*, int, const wchar_t*, unsigned, Bytes> cases[] = {
       {L"\"Str\" = \"text\"", 1, L"Str", 1, sz(L"text")},
       {L"  \"Short\"=dword:f", 1, L"Short", 4, {0x0f, 0, 0, 0}},
       {L"\"Num\"=dword:0000002A", 1, L"Num", 4, {0x2a, 0, 0, 0}},
@@ -50,36 +45,27 @@ TEST(RegFileReader, EntriesAndLineNumbers) {
       {L"\"Na\\\"me\\\\x\"=\"a\\\\b \\\"q\\\" \\n stays\"", 1, L"Na\"me\\x", 1, sz(L"a\\b \"q\" \\n stays")},
       {L"\"Multi\"=\"one\r\ntwo\r\n\r\nthree\"", 4, L"Multi", 1, sz(L"one\ntwo\n\nthree")},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(std::wstring(c.entry)));
+  for (const auto& [entry, lines, name, type, data] : cases) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring(entry)));
     bool ok = false;
-    const auto ops = parseText(L"Windows Registry Editor Version 5.00\r\n\r\n[HKCU\\K]\r\n" + std::wstring(c.entry) +
+    const auto ops = parseText(L"Windows Registry Editor Version 5.00\r\n\r\n[HKCU\\K]\r\n" + std::wstring(entry) +
                                    L"\r\n\"After\"=dword:1\r\n",
                                &ok);
-    EXPECT_TRUE(ok);
-    ASSERT_EQ(ops.size(), 3u) << testing::PrintToString(ops.back().message);
-    EXPECT_EQ(ops[0].kind, Operation::eOpenKey);
-    EXPECT_EQ(ops[0].line, 3);
-    EXPECT_EQ(ops[1].kind, Operation::eSetValue);
-    EXPECT_EQ(ops[1].line, 4);
-    EXPECT_EQ(ops[1].name, c.name);
-    EXPECT_EQ(ops[1].type, c.type);
-    EXPECT_EQ(ops[1].data, c.data);
-    EXPECT_EQ(ops[2].line, 4 + c.lines);
+    ASSERT_TRUE(ok && ops.size() == 3) << testing::PrintToString(ops.back().message);
+    EXPECT_EQ(std::make_tuple(ops[0].kind, ops[0].line, ops[1].kind, ops[1].line, ops[2].line),
+              std::make_tuple(Operation::eOpenKey, 3, Operation::eSetValue, 4, 4 + lines));
+    EXPECT_EQ(std::make_tuple(ops[1].name, ops[1].type, ops[1].data), std::make_tuple(std::wstring(name), type, data));
   }
   // A file with bare LF line ends keeps LF inside strings as well.
   const auto lf = parseText(L"Windows Registry Editor Version 5.00\n[HKCU\\K]\n\"M\"=\"x\ny\"\n\"N\"=dword:1\n");
   ASSERT_EQ(lf.size(), 3u);
-  EXPECT_EQ(lf[1].data, sz(L"x\ny"));
-  EXPECT_EQ(lf[2].line, 5);
+  EXPECT_TRUE(lf[1].data == sz(L"x\ny") && lf[2].line == 5);
   // The root as written, and a root alone.
   const auto keys = parseText(L"REGEDIT4\r\n[-HKCU\\Software\\Old]\r\n[HKEY_LOCAL_MACHINE]\r\n");
   ASSERT_EQ(keys.size(), 2u);
-  EXPECT_EQ(keys[0].kind, Operation::eDeleteKey);
-  EXPECT_EQ(keys[0].rootName, L"HKCU");
-  EXPECT_EQ(keys[0].path, L"Software\\Old");
-  EXPECT_EQ(keys[1].rootName, L"HKEY_LOCAL_MACHINE");
-  EXPECT_EQ(keys[1].path, L"");
+  EXPECT_EQ(std::make_tuple(keys[0].kind, keys[0].rootName, keys[0].path, keys[1].rootName, keys[1].path),
+            std::make_tuple(Operation::eDeleteKey, std::wstring(L"HKCU"), std::wstring(L"Software\\Old"),
+                            std::wstring(L"HKEY_LOCAL_MACHINE"), std::wstring()));
 }
 
 TEST(RegFileReader, HeaderVariants) {
