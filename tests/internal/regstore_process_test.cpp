@@ -36,37 +36,25 @@ int runChild(const test::TempStore& store, const Args& args, std::string* output
   return child.wait();
 }
 
-// Another SQLite connection on the same file, in this process (the file does
-// not know the difference from another process).
-class Connection {
- public:
-  explicit Connection(const std::filesystem::path& file, int flags = SQLITE_OPEN_READWRITE) {
-    sqlite3_open_v2(file.c_str(), &m_db, flags, nullptr);
-    sqlite3_busy_timeout(m_db, 10000);
-  }
-  ~Connection() { sqlite3_close(m_db); }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
-  // The rows of the statement's first column, joined.
-  std::string exec(const std::string& sql) {
-    std::string result;
-    sqlite3_stmt* st = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(m_db, sql.c_str(), -1, &st, nullptr), SQLITE_OK) << sqlite3_errmsg(m_db);
-    int rc = SQLITE_ROW;
-    while ((rc = sqlite3_step(st)) == SQLITE_ROW) result += reinterpret_cast<const char*>(sqlite3_column_text(st, 0));
-    EXPECT_EQ(rc, SQLITE_DONE) << sqlite3_errmsg(m_db);
-    sqlite3_finalize(st);
-    return result;
-  }
-
- private:
-  sqlite3* m_db = nullptr;
-};
+// Runs one statement through a connection of its own (the file cannot tell it
+// from another process's): the first column of its rows, joined.
+std::string sql(const std::filesystem::path& file, const std::string& statement) {
+  sqlite3* db = nullptr;
+  std::string result;
+  EXPECT_EQ(sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+  sqlite3_busy_timeout(db, 10000);
+  sqlite3_stmt* st = nullptr;
+  EXPECT_EQ(sqlite3_prepare_v2(db, statement.c_str(), -1, &st, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  int rc = SQLITE_ROW;
+  while ((rc = sqlite3_step(st)) == SQLITE_ROW) result += reinterpret_cast<const char*>(sqlite3_column_text(st, 0));
+  EXPECT_EQ(rc, SQLITE_DONE) << sqlite3_errmsg(db);
+  sqlite3_finalize(st);
+  sqlite3_close(db);
+  return result;
+}
 
 // SQLite's own verdict on the file.
-std::string integrityCheck(const std::filesystem::path& file) {
-  return Connection(file, SQLITE_OPEN_READONLY).exec("PRAGMA integrity_check");
-}
+std::string integrityCheck(const std::filesystem::path& file) { return sql(file, "PRAGMA integrity_check"); }
 
 wxString stringValue(const RegKey& key, const wxString& name) {
   wxString value;
@@ -117,16 +105,15 @@ TEST(RegStoreProcesses, CacheFollowsEveryCommitThroughCheckpoints) {
   test::TempStore store;
   RegKey key(eCurrentUser, "Software\\TVCAD\\Cache");
   ASSERT_TRUE(key.create() && key.setValue("a", 1L));
-  Connection other(store.file());
   long v = 0;
   for (int i = 0; i < 50; ++i) {
-    other.exec("UPDATE vals SET data = x'0" + std::to_string(i % 2 + 1) + "000000' WHERE folded = 'a'");
+    sql(store.file(), "UPDATE vals SET data = x'0" + std::to_string(i % 2 + 1) + "000000' WHERE folded = 'a'");
     EXPECT_TRUE(key.queryValue("a", v));
     EXPECT_EQ(v, i % 2 + 1) << i;
   }
-  other.exec("PRAGMA wal_checkpoint(TRUNCATE)");
+  sql(store.file(), "PRAGMA wal_checkpoint(TRUNCATE)");
   EXPECT_TRUE(key.queryValue("a", v) && v == 2);
-  other.exec("UPDATE vals SET data = x'09000000' WHERE folded = 'a'");
+  sql(store.file(), "UPDATE vals SET data = x'09000000' WHERE folded = 'a'");
   EXPECT_TRUE(key.queryValue("a", v) && v == 9);
 }
 
