@@ -193,7 +193,7 @@ TEST_F(ToolTest, OverwritingAndDeletingNeedForce) {
   EXPECT_TRUE(exited(reg({"add", key, "-v", "v", "-d", "second", "-f"}), 0));
   EXPECT_EQ(text(L"v"), "second");
 
-  ASSERT_EQ(reg({"add", key, "-v", "w", "-d", "x"}).status + reg({"add", key, "--ve", "-d", "x"}).status, 0);
+  ASSERT_TRUE(reg({"add", key, "-v", "w", "-d", "x"}).status == 0 && reg({"add", key, "--ve", "-d", "x"}).status == 0);
   EXPECT_TRUE(exited(reg({"delete", key, "--ve", "-f"}), 0));
   EXPECT_TRUE(exited(reg({"delete", key, "-v", "V", "-f"}), 0));
   EXPECT_EQ(text(L"") + text(L"v") + text(L"w"), "<missing><missing>x");
