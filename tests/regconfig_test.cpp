@@ -4,27 +4,21 @@
 
 #include <wx/fileconf.h>
 
+#include <functional>
+
 #include "test_support.h"
 
 using namespace ut;
 
 namespace {
 
-std::vector<wxString> groups(const wxConfigBase& config) {
+// The names GetFirst/NextGroup (or Entry) hand out at the current path.
+std::vector<wxString> names(const wxConfigBase& config, bool groups) {
   std::vector<wxString> out;
   wxString name;
   long index = 0;
-  for (bool more = config.GetFirstGroup(name, index); more; more = config.GetNextGroup(name, index)) {
-    out.push_back(name);
-  }
-  return out;
-}
-
-std::vector<wxString> entries(const wxConfigBase& config) {
-  std::vector<wxString> out;
-  wxString name;
-  long index = 0;
-  for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index)) {
+  for (bool more = groups ? config.GetFirstGroup(name, index) : config.GetFirstEntry(name, index); more;
+       more = groups ? config.GetNextGroup(name, index) : config.GetNextEntry(name, index)) {
     out.push_back(name);
   }
   return out;
@@ -36,324 +30,219 @@ RegKey openKey(const wxString& path) {
   return key;
 }
 
+class RegConfigTest : public ::testing::Test {
+ protected:
+  test::TempStore m_store;
+  RegConfig m_config;
+};
+
 }  // namespace
 
-TEST(RegConfigPaths, SetPathLikeWx) {
-  test::TempStore store;
-  RegConfig config;
-  EXPECT_EQ(config.GetPath(), "");
-  config.SetPath("a/b");
-  EXPECT_EQ(config.GetPath(), "/a/b");
-  config.SetPath("c");
-  EXPECT_EQ(config.GetPath(), "/a/b/c");
-  config.SetPath("..");
-  EXPECT_EQ(config.GetPath(), "/a/b");
-  config.SetPath("../x/./y/");
-  EXPECT_EQ(config.GetPath(), "/a/x/y");
-  config.SetPath("/top//level/");
-  EXPECT_EQ(config.GetPath(), "/top/level");
-  config.SetPath("../../../..");
-  EXPECT_EQ(config.GetPath(), "") << "nothing above the root";
-  config.SetPath("q");
-  config.SetPath("");
-  EXPECT_EQ(config.GetPath(), "");
-  config.SetPath("q");
-  config.SetPath("/");
-  EXPECT_EQ(config.GetPath(), "");
-
+TEST_F(RegConfigTest, SetPathLikeWx) {
+  const std::pair<const char*, const char*> steps[] = {
+      {"a/b", "/a/b"}, {"c", "/a/b/c"}, {"..", "/a/b"}, {"../x/./y/", "/a/x/y"}, {"/top//level/", "/top/level"},
+      {"../../../..", ""}, {"q", "/q"}, {"", ""}, {"q", "/q"}, {"/", ""}};
+  EXPECT_EQ(m_config.GetPath(), "");
+  for (const auto& [path, expected] : steps) {
+    m_config.SetPath(path);
+    EXPECT_EQ(m_config.GetPath(), expected) << path;
+  }
   // wx's own path changer, as the configuration store drives it.
-  config.SetPath("/start");
+  m_config.SetPath("/start");
   {
-    wxConfigPathChanger changer(&config, "/g1/g2/entry");
-    EXPECT_EQ(config.GetPath(), "/g1/g2");
+    wxConfigPathChanger changer(&m_config, "../g1/g2/entry");
+    EXPECT_EQ(m_config.GetPath(), "/g1/g2");
     EXPECT_EQ(changer.Name(), "entry");
   }
-  EXPECT_EQ(config.GetPath(), "/start");
-  {
-    wxConfigPathChanger changer(&config, "../sibling/entry");
-    EXPECT_EQ(config.GetPath(), "/sibling");
-  }
-  EXPECT_EQ(config.GetPath(), "/start");
+  EXPECT_EQ(m_config.GetPath(), "/start");
 }
 
-TEST(RegConfigPaths, WritesLandUnderTheRootKey) {
-  test::TempStore store;
-  RegConfig config;
-  ASSERT_TRUE(config.Write("top", 1L));
-  ASSERT_TRUE(config.Write("g1/g2/entry", "text"));
-  config.SetPath("/g1");
-  ASSERT_TRUE(config.Write("inG1", 2L));
-  ASSERT_TRUE(config.Write("/abs", 3L));
-  ASSERT_TRUE(config.Write("../alsoTop", 4L));
-  EXPECT_EQ(config.GetPath(), "/g1") << "the path changer restores the path";
-
+TEST_F(RegConfigTest, WritesLandUnderTheRootKey) {
+  ASSERT_TRUE(m_config.Write("top", 1L) && m_config.Write("g1/g2/entry", "text"));
+  m_config.SetPath("/g1");
+  ASSERT_TRUE(m_config.Write("inG1", 2L) && m_config.Write("/abs", 3L) && m_config.Write("../alsoTop", 4L));
+  EXPECT_EQ(m_config.GetPath(), "/g1") << "the path changer restores the path";
+  EXPECT_EQ(names(m_config, false), std::vector<wxString>{"inG1"});
   RegKey root = openKey("Software\\TVCAD");
-  ASSERT_TRUE(root.isOpen());
-  long v = 0;
-  EXPECT_TRUE(root.queryValue("top", v));
-  EXPECT_TRUE(root.queryValue("abs", v));
-  EXPECT_TRUE(root.queryValue("alsoTop", v));
-  EXPECT_EQ(v, 4);
-  RegKey g2 = openKey("Software\\TVCAD\\g1\\g2");
+  std::vector<wxString> values;
+  EXPECT_TRUE(root.getValueNames(values) && values == (std::vector<wxString>{"top", "abs", "alsoTop"}));
   wxString s;
-  ASSERT_TRUE(g2.queryValue("entry", s));
-  EXPECT_EQ(s, "text");
-  EXPECT_TRUE(openKey("Software\\TVCAD\\g1").queryValue("inG1", v));
+  EXPECT_TRUE(openKey("Software\\TVCAD\\g1\\g2").queryValue("entry", s) && s == "text");
 
   // Another root below HKEY_CURRENT_USER, given with either separator.
   RegConfig other("Software/Other\\Product");
   ASSERT_TRUE(other.Write("x/y", 5L));
-  EXPECT_TRUE(openKey("Software\\Other\\Product\\x").queryValue("y", v));
-  EXPECT_EQ(v, 5);
-  EXPECT_FALSE(config.HasEntry("x/y"));
-
-  // A group name may not hold the store's separator.
-  EXPECT_FALSE(config.Write("bad\\group/entry", 1L));
+  long v = 0;
+  EXPECT_TRUE(openKey("Software\\Other\\Product\\x").queryValue("y", v) && v == 5);
+  EXPECT_FALSE(m_config.HasEntry("/x/y"));
+  // A group name may not hold the store's separator; an entry name may.
+  EXPECT_FALSE(m_config.Write("bad\\group/entry", 1L));
   EXPECT_FALSE(openKey("Software\\TVCAD\\g1\\bad").isOpen());
-  // An entry name may: value names hold anything.
-  ASSERT_TRUE(config.Write("/odd\\name", 6L));
-  EXPECT_TRUE(root.queryValue("odd\\name", v));
+  ASSERT_TRUE(m_config.Write("/odd\\name", 6L));
+  EXPECT_TRUE(root.queryValue("odd\\name", v) && v == 6);
 }
 
-TEST(RegConfigRead, TypesAndConversions) {
-  test::TempStore store;
-  RegConfig config;
-  ASSERT_TRUE(config.Write("num", 42L));
-  ASSERT_TRUE(config.Write("str", "hello"));
-  ASSERT_TRUE(config.Write("numStr", "123"));
-  ASSERT_TRUE(config.Write("neg", -1L));
-  ASSERT_TRUE(config.Write("u32", 4294967295UL));
-  ASSERT_TRUE(config.Write("big", 5000000000L));
-  ASSERT_TRUE(config.Write("dbl", 1.5));
-  ASSERT_TRUE(config.Write("flag", true));
+TEST_F(RegConfigTest, TypesAndConversions) {
+  ASSERT_TRUE(m_config.Write("num", 42L) && m_config.Write("str", "hello") && m_config.Write("numStr", "123"));
+  ASSERT_TRUE(m_config.Write("neg", -1L) && m_config.Write("u32", 4294967295UL) && m_config.Write("big", 5000000000L));
   wxMemoryBuffer bin;
   bin.AppendData("\0\1\2", 3);
-  ASSERT_TRUE(config.Write("bin", bin));
+  ASSERT_TRUE(m_config.Write("bin", bin));
   RegKey raw = openKey("Software\\TVCAD");
-  ASSERT_TRUE(raw.setExpandString("exp", "%PATH%"));
-  const std::uint8_t multi[] = {'a', 0, 0, 0};
-  ASSERT_TRUE(raw.setRawValue("multi", eRegMultiSz, multi, sizeof multi));
+  ASSERT_TRUE(raw.setExpandString("exp", "%PATH%") && raw.setRawValue("multi", eRegMultiSz, "a\0\0\0", 4));
 
-  EXPECT_EQ(config.GetEntryType("num"), wxConfigBase::Type_Integer);
-  EXPECT_EQ(config.GetEntryType("big"), wxConfigBase::Type_Integer);
-  EXPECT_EQ(config.GetEntryType("str"), wxConfigBase::Type_String);
-  EXPECT_EQ(config.GetEntryType("exp"), wxConfigBase::Type_String);
-  EXPECT_EQ(config.GetEntryType("bin"), wxConfigBase::Type_Unknown);
-  EXPECT_EQ(config.GetEntryType("multi"), wxConfigBase::Type_Unknown);
-  EXPECT_EQ(config.GetEntryType("missing"), wxConfigBase::Type_Unknown);
-  EXPECT_EQ(raw.valueType("num"), eRegDword);
+  using E = wxConfigBase::EntryType;
+  const std::pair<const char*, E> types[] = {{"num", E::Type_Integer},  {"big", E::Type_Integer},   {"str", E::Type_String},
+                                             {"exp", E::Type_String},   {"bin", E::Type_Unknown},   {"multi", E::Type_Unknown},
+                                             {"missing", E::Type_Unknown}};
+  for (const auto& [name, type] : types) EXPECT_EQ(m_config.GetEntryType(name), type) << name;
   EXPECT_EQ(raw.valueType("u32"), eRegDword) << "32-bit numbers stay DWORDs";
   EXPECT_EQ(raw.valueType("big"), eRegQword) << "wider ones are not cut";
 
-  long v = 0;
-  EXPECT_TRUE(config.Read("num", &v));
-  EXPECT_EQ(v, 42);
-  EXPECT_TRUE(config.Read("numStr", &v)) << "a number held as a string reads as a number";
-  EXPECT_EQ(v, 123);
-  EXPECT_TRUE(config.Read("neg", &v));
-  EXPECT_EQ(v, -1);
-  EXPECT_TRUE(config.Read("u32", &v));
-  EXPECT_EQ(static_cast<std::uint32_t>(v), 0xFFFFFFFFu);
-  EXPECT_TRUE(config.Read("big", &v));
-  EXPECT_EQ(v, 5000000000L);
-  EXPECT_FALSE(config.Read("str", &v));
-  EXPECT_EQ(config.ReadLong("str", 77), 77);
-  EXPECT_FALSE(config.Read("bin", &v));
-
-  wxString s;
-  EXPECT_TRUE(config.Read("str", &s));
-  EXPECT_EQ(s, "hello");
-  EXPECT_TRUE(config.Read("num", &s)) << "a number reads as its decimal text";
-  EXPECT_EQ(s, "42");
-  EXPECT_EQ(config.Read("missing", "default"), "default");
-  EXPECT_DOUBLE_EQ(config.ReadDouble("dbl", 0.0), 1.5);
-  EXPECT_TRUE(config.ReadBool("flag", false));
+  // Numbers from numbers and decimal strings only; every number reads as text.
+  const std::pair<const char*, long> numbers[] = {
+      {"num", 42}, {"numStr", 123}, {"neg", -1}, {"u32", -1}, {"big", 5000000000L}, {"str", 77}, {"bin", 77}};
+  for (const auto& [name, expected] : numbers) EXPECT_EQ(m_config.ReadLong(name, 77), expected) << name;
+  EXPECT_EQ(m_config.Read("str", ""), "hello");
+  EXPECT_EQ(m_config.Read("num", ""), "42");
+  EXPECT_EQ(m_config.Read("missing", "default"), "default");
   wxMemoryBuffer back;
-  ASSERT_TRUE(config.Read("bin", &back));
-  ASSERT_EQ(back.GetDataLen(), 3u);
-  EXPECT_EQ(memcmp(back.GetData(), "\0\1\2", 3), 0);
-
-  EXPECT_TRUE(config.HasEntry("NUM")) << "names ignore case";
-  EXPECT_FALSE(config.HasEntry("nothing"));
-  EXPECT_TRUE(config.Flush());
+  ASSERT_TRUE(m_config.Read("bin", &back));
+  EXPECT_TRUE(back.GetDataLen() == 3 && memcmp(back.GetData(), "\0\1\2", 3) == 0);
+  EXPECT_TRUE(m_config.HasEntry("NUM")) << "names ignore case";
 }
 
-TEST(RegConfigEnumerate, GroupsAndEntries) {
-  test::TempStore store;
-  RegConfig config;
-  for (const wchar_t* g : {L"beta", L"Alpha", L"gamma", L"Über"}) ASSERT_TRUE(config.Write(wxString(g) + "/v", 1L));
-  ASSERT_TRUE(config.Write("Alpha/Inner/deep", 1L));
-  for (const char* e : {"z", "a", "m"}) ASSERT_TRUE(config.Write(e, 1L));
-  ASSERT_TRUE(config.Write("Z", "overwrite keeps the place and the first spelling"));
+TEST_F(RegConfigTest, GroupsAndEntries) {
+  for (const wchar_t* g : {L"beta", L"Alpha", L"gamma", L"Über"}) ASSERT_TRUE(m_config.Write(wxString(g) + "/v", 1L));
+  ASSERT_TRUE(m_config.Write("Alpha/Inner/deep", 1L));
+  for (const char* e : {"z", "a", "m"}) ASSERT_TRUE(m_config.Write(e, 1L));
+  ASSERT_TRUE(m_config.Write("Z", "overwrite keeps the place and the first spelling"));
 
-  EXPECT_EQ(groups(config), (std::vector<wxString>{"Alpha", "beta", "gamma", wxString(L"Über")}));
-  EXPECT_EQ(entries(config), (std::vector<wxString>{"z", "a", "m"}));
-  EXPECT_EQ(config.GetNumberOfGroups(), 4u);
-  EXPECT_EQ(config.GetNumberOfGroups(true), 5u);
-  EXPECT_EQ(config.GetNumberOfEntries(), 3u);
-  EXPECT_EQ(config.GetNumberOfEntries(true), 8u);
-  EXPECT_TRUE(config.HasGroup(wxString(L"über")));
-  EXPECT_TRUE(config.HasGroup("alpha/inner"));
-  EXPECT_TRUE(config.HasGroup("/"));
-  EXPECT_FALSE(config.HasGroup("Inner"));
-  EXPECT_FALSE(config.HasGroup("z")) << "an entry is not a group";
+  EXPECT_EQ(names(m_config, true), (std::vector<wxString>{"Alpha", "beta", "gamma", L"Über"}));
+  EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"z", "a", "m"}));
+  const std::vector<std::size_t> counts = {m_config.GetNumberOfGroups(), m_config.GetNumberOfGroups(true),
+                                           m_config.GetNumberOfEntries(), m_config.GetNumberOfEntries(true)};
+  EXPECT_EQ(counts, (std::vector<std::size_t>{4, 5, 3, 8}));
+  EXPECT_TRUE(m_config.HasGroup(L"über") && m_config.HasGroup("alpha/inner") && m_config.HasGroup("/"));
+  EXPECT_FALSE(m_config.HasGroup("Inner") || m_config.HasGroup("z")) << "an entry is not a group";
 
   // Walking the tree recursively, as the configuration store loads it:
   // enumerations of inner groups do not disturb the outer one.
   std::vector<wxString> visited;
-  std::function<void()> walk = [&] {
-    wxString name;
-    long index = 0;
-    for (bool more = config.GetFirstGroup(name, index); more; more = config.GetNextGroup(name, index)) {
-      wxConfigPathChanger changer(&config, name + "/");
-      visited.push_back(config.GetPath());
-      for (const auto& e : entries(config)) visited.push_back(config.GetPath() + "/" + e);
+  const std::function<void()> walk = [&] {
+    for (const auto& group : names(m_config, true)) {
+      wxConfigPathChanger changer(&m_config, group + "/");
+      visited.push_back(m_config.GetPath());
+      for (const auto& e : names(m_config, false)) visited.push_back(m_config.GetPath() + "/" + e);
       walk();
     }
   };
+  wxString name;
+  long index = 0;
+  ASSERT_TRUE(m_config.GetFirstGroup(name, index));
   walk();
-  EXPECT_EQ(visited, (std::vector<wxString>{"/Alpha", "/Alpha/v", "/Alpha/Inner", "/Alpha/Inner/deep", "/beta",
-                                             "/beta/v", "/gamma", "/gamma/v", wxString(L"/Über"),
-                                             wxString(L"/Über/v")}));
+  EXPECT_TRUE(m_config.GetNextGroup(name, index) && name == "beta") << "an outer enumeration goes on after a walk";
+  EXPECT_EQ(visited, (std::vector<wxString>{"/Alpha", "/Alpha/v", "/Alpha/Inner", "/Alpha/Inner/deep", "/beta", "/beta/v",
+                                             "/gamma", "/gamma/v", L"/Über", L"/Über/v"}));
 
   // A group that does not exist enumerates as empty.
-  config.SetPath("/nowhere");
-  EXPECT_TRUE(groups(config).empty());
-  EXPECT_TRUE(entries(config).empty());
-  EXPECT_EQ(config.GetNumberOfEntries(true), 0u);
-  wxString name;
-  long index = 5;
-  EXPECT_FALSE(config.GetNextEntry(name, index));
+  m_config.SetPath("/nowhere");
+  EXPECT_TRUE(names(m_config, true).empty() && names(m_config, false).empty() && m_config.GetNumberOfEntries(true) == 0);
+  index = 5;
+  EXPECT_FALSE(m_config.GetNextEntry(name, index));
 }
 
-TEST(RegConfigEdit, RenameEntry) {
-  test::TempStore store;
-  RegConfig config;
-  config.SetPath("/g");
-  for (const char* e : {"one", "two", "three"}) ASSERT_TRUE(config.Write(e, 1L));
-  ASSERT_TRUE(config.Write("two", 2L));
-  ASSERT_TRUE(config.RenameEntry("two", "deux"));
-  EXPECT_EQ(entries(config), (std::vector<wxString>{"one", "deux", "three"})) << "the place is kept";
-  EXPECT_EQ(config.ReadLong("deux", 0), 2);
-  EXPECT_FALSE(config.HasEntry("two"));
-  EXPECT_FALSE(config.RenameEntry("two", "again")) << "the old name is gone";
-  EXPECT_FALSE(config.RenameEntry("one", "THREE")) << "the new name is taken";
-  EXPECT_EQ(config.ReadLong("three", 0), 1);
-  ASSERT_TRUE(config.RenameEntry("one", "ONE")) << "a change of case only";
-  EXPECT_EQ(entries(config), (std::vector<wxString>{"ONE", "deux", "three"}));
-  EXPECT_FALSE(config.RenameEntry("deux", "x/y"));
-  EXPECT_FALSE(config.RenameEntry("a/deux", "y"));
-}
+TEST_F(RegConfigTest, RenameEntriesAndGroups) {
+  m_config.SetPath("/g");
+  ASSERT_TRUE(m_config.Write("one", 1L) && m_config.Write("two", 2L) && m_config.Write("three", 1L));
+  ASSERT_TRUE(m_config.RenameEntry("two", "deux"));
+  EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"one", "deux", "three"})) << "the place is kept";
+  EXPECT_EQ(m_config.ReadLong("deux", 0), 2);
+  EXPECT_FALSE(m_config.HasEntry("two") || m_config.RenameEntry("two", "again")) << "the old name is gone";
+  EXPECT_FALSE(m_config.RenameEntry("one", "THREE")) << "the new name is taken";
+  EXPECT_EQ(m_config.ReadLong("three", 0), 1);
+  ASSERT_TRUE(m_config.RenameEntry("one", "ONE")) << "a change of case only";
+  EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"ONE", "deux", "three"}));
+  EXPECT_FALSE(m_config.RenameEntry("deux", "x/y") || m_config.RenameEntry("a/deux", "y"));
 
-TEST(RegConfigEdit, RenameGroup) {
-  test::TempStore store;
-  RegConfig config;
-  ASSERT_TRUE(config.Write("old/v", 1L));
-  ASSERT_TRUE(config.Write("old/sub/w", "deep"));
-  ASSERT_TRUE(config.Write("taken/v", 1L));
-  ASSERT_TRUE(config.RenameGroup("old", "new"));
-  EXPECT_FALSE(config.HasGroup("old"));
-  EXPECT_EQ(config.Read("new/sub/w", ""), "deep");
-  EXPECT_EQ(config.ReadLong("new/v", 0), 1);
-  EXPECT_FALSE(config.RenameGroup("old", "other"));
-  EXPECT_FALSE(config.RenameGroup("new", "TAKEN"));
-  EXPECT_EQ(config.Read("new/sub/w", ""), "deep") << "a refused rename changes nothing";
-  ASSERT_TRUE(config.RenameGroup("new", "NEW"));
-  EXPECT_EQ(groups(config), (std::vector<wxString>{"NEW", "taken"}));
-  EXPECT_FALSE(config.RenameGroup("NEW", "a/b"));
-
+  m_config.SetPath("/");
+  ASSERT_TRUE(m_config.Write("g/sub/w", "deep") && m_config.Write("taken/v", 1L));
+  ASSERT_TRUE(m_config.RenameGroup("g", "new"));
+  EXPECT_FALSE(m_config.HasGroup("g"));
+  EXPECT_EQ(m_config.Read("new/sub/w", ""), "deep");
+  EXPECT_EQ(m_config.ReadLong("new/deux", 0), 2);
+  EXPECT_FALSE(m_config.RenameGroup("g", "other") || m_config.RenameGroup("new", "TAKEN"));
+  EXPECT_EQ(m_config.Read("new/sub/w", ""), "deep") << "a refused rename changes nothing";
+  ASSERT_TRUE(m_config.RenameGroup("new", "NEW"));
+  EXPECT_EQ(names(m_config, true), (std::vector<wxString>{"NEW", "taken"}));
+  EXPECT_FALSE(m_config.RenameGroup("NEW", "a/b"));
   // The rename is seen through a key object opened before it.
   RegKey before = openKey("Software\\TVCAD\\taken");
-  ASSERT_TRUE(config.RenameGroup("taken", "moved"));
-  EXPECT_FALSE(before.exists());
-  EXPECT_FALSE(before.hasValue("v"));
+  ASSERT_TRUE(m_config.RenameGroup("taken", "moved"));
+  EXPECT_FALSE(before.exists() || before.hasValue("v"));
 }
 
-TEST(RegConfigEdit, DeleteEntryAndEmptyGroups) {
-  test::TempStore store;
-  RegConfig config;
-  ASSERT_TRUE(config.Write("a/b/only", 1L));
-  ASSERT_TRUE(config.Write("a/b/c/deeper", 1L));
-  ASSERT_TRUE(config.Write("keep/x", 1L));
-  ASSERT_TRUE(config.Write("keep/y", 1L));
-  ASSERT_TRUE(config.Write("rootEntry", 1L));
-
-  // A group that still has a subgroup stays.
-  EXPECT_TRUE(config.DeleteEntry("a/b/only"));
-  EXPECT_TRUE(config.HasGroup("a/b"));
-  // An emptied group goes; the current path moves to its parent, as in wx.
-  config.SetPath("/a/b/c");
-  EXPECT_TRUE(config.DeleteEntry("deeper"));
-  EXPECT_FALSE(config.HasGroup("/a/b/c"));
-  EXPECT_EQ(config.GetPath(), "/a/b");
-  config.SetPath("/");
-  // Unless asked not to.
-  EXPECT_TRUE(config.DeleteEntry("keep/x", false));
-  EXPECT_TRUE(config.DeleteEntry("keep/y", false));
-  EXPECT_TRUE(config.HasGroup("keep"));
-  EXPECT_FALSE(config.DeleteEntry("keep/y"));
-  // The root is never deleted.
-  EXPECT_TRUE(config.DeleteEntry("rootEntry"));
-  EXPECT_TRUE(RegKey(eCurrentUser, "Software\\TVCAD").exists());
-}
-
-TEST(RegConfigEdit, DeleteGroupAndAll) {
-  test::TempStore store;
-  RegConfig config;
-  ASSERT_TRUE(config.Write("g/h/i/v", 1L));
-  ASSERT_TRUE(config.Write("g/w", 1L));
-  ASSERT_TRUE(config.Write("other/v", 1L));
-  RegKey outside(eCurrentUser, "Software\\Elsewhere");
-  ASSERT_TRUE(outside.create());
-  ASSERT_TRUE(outside.setValue("stay", 1L));
-
-  config.SetPath("/g/h/i");
-  EXPECT_TRUE(config.DeleteGroup("/g/h"));
-  EXPECT_EQ(config.GetPath(), "/g") << "moved to the deepest remaining part";
-  EXPECT_FALSE(config.HasGroup("/g/h"));
-  EXPECT_TRUE(config.HasEntry("/g/w"));
-  EXPECT_FALSE(config.DeleteGroup("h")) << "no such group";
-  EXPECT_FALSE(config.DeleteGroup(""));
-
-  EXPECT_TRUE(config.DeleteAll());
-  EXPECT_EQ(config.GetPath(), "");
-  EXPECT_FALSE(RegKey(eCurrentUser, "Software\\TVCAD").exists());
-  EXPECT_TRUE(outside.hasValue("stay"));
-  EXPECT_TRUE(config.DeleteAll()) << "nothing left to delete is no failure";
-  EXPECT_TRUE(config.Write("fresh", 1L));
-}
-
-TEST(RegConfigTransactions, AFlushLandsWholeOrNotAtAll) {
-  test::TempStore store;
-  RegConfig config;
-  ASSERT_TRUE(config.Write("g/kept", 1L));
-  {
-    RegTransaction tx;
-    ASSERT_TRUE(config.DeleteGroup("g"));
-    for (int i = 0; i < 100; ++i) ASSERT_TRUE(config.Write(wxString::Format("g/v%d", i), static_cast<long>(i)));
-    ASSERT_TRUE(config.Flush());
-    // not committed
+TEST_F(RegConfigTest, DeleteEntriesGroupsAndAll) {
+  for (const char* e : {"a/b/only", "a/b/c/deeper", "keep/x", "keep/y", "rootEntry", "g/h/i/v", "g/w"}) {
+    ASSERT_TRUE(m_config.Write(e, 1L));
   }
-  EXPECT_EQ(config.ReadLong("g/kept", 0), 1);
-  EXPECT_FALSE(config.HasEntry("g/v0"));
+  RegKey outside(eCurrentUser, "Software\\Elsewhere");
+  ASSERT_TRUE(outside.create() && outside.setValue("stay", 1L));
+
+  // A group that still has a subgroup stays; an emptied group goes and the
+  // current path moves to its parent, as in wx; unless asked not to.
+  EXPECT_TRUE(m_config.DeleteEntry("a/b/only") && m_config.HasGroup("a/b"));
+  m_config.SetPath("/a/b/c");
+  EXPECT_TRUE(m_config.DeleteEntry("deeper"));
+  EXPECT_FALSE(m_config.HasGroup("/a/b/c"));
+  EXPECT_EQ(m_config.GetPath(), "/a/b");
+  m_config.SetPath("/");
+  EXPECT_TRUE(m_config.DeleteEntry("keep/x", false) && m_config.DeleteEntry("keep/y", false) && m_config.HasGroup("keep"));
+  EXPECT_FALSE(m_config.DeleteEntry("keep/y"));
+  EXPECT_TRUE(m_config.DeleteEntry("rootEntry"));
+  EXPECT_TRUE(RegKey(eCurrentUser, "Software\\TVCAD").exists()) << "the root is never deleted";
+
+  m_config.SetPath("/g/h/i");
+  EXPECT_TRUE(m_config.DeleteGroup("/g/h"));
+  EXPECT_EQ(m_config.GetPath(), "/g") << "moved to the deepest remaining part";
+  EXPECT_TRUE(!m_config.HasGroup("/g/h") && m_config.HasEntry("/g/w"));
+  EXPECT_FALSE(m_config.DeleteGroup("h") || m_config.DeleteGroup("")) << "no such group";
+
+  EXPECT_TRUE(m_config.DeleteAll());
+  EXPECT_EQ(m_config.GetPath(), "");
+  EXPECT_FALSE(RegKey(eCurrentUser, "Software\\TVCAD").exists());
+  EXPECT_TRUE(outside.hasValue("stay")) << "nothing outside the root";
+  EXPECT_TRUE(m_config.DeleteAll()) << "nothing left to delete is no failure";
+  EXPECT_TRUE(m_config.Write("fresh", 1L));
+}
+
+TEST_F(RegConfigTest, AFlushLandsWholeOrNotAtAll) {
+  const auto rewrite = [this] {
+    ASSERT_TRUE(m_config.DeleteGroup("g"));
+    for (int i = 0; i < 100; ++i) ASSERT_TRUE(m_config.Write(wxString::Format("g/v%d", i), static_cast<long>(i)));
+    ASSERT_TRUE(m_config.Flush());
+  };
+  ASSERT_TRUE(m_config.Write("g/kept", 1L));
   {
     RegTransaction tx;
-    ASSERT_TRUE(config.DeleteGroup("g"));
-    for (int i = 0; i < 100; ++i) ASSERT_TRUE(config.Write(wxString::Format("g/v%d", i), static_cast<long>(i)));
+    rewrite();
+  }
+  EXPECT_TRUE(m_config.HasEntry("g/kept") && !m_config.HasEntry("g/v0")) << "left without commit";
+  {
+    RegTransaction tx;
+    rewrite();
     ASSERT_TRUE(tx.commit());
   }
-  EXPECT_FALSE(config.HasEntry("g/kept"));
-  config.SetPath("/g");
-  EXPECT_EQ(entries(config).size(), 100u);
-  EXPECT_EQ(config.ReadLong("v99", 0), 99);
+  EXPECT_FALSE(m_config.HasEntry("g/kept"));
+  m_config.SetPath("/g");
+  EXPECT_EQ(names(m_config, false).size(), 100u);
+  EXPECT_EQ(m_config.ReadLong("v99", 0), 99);
 }
 
-TEST(RegConfigDefault, InstallAsDefault) {
-  test::TempStore store;
+TEST_F(RegConfigTest, InstallAsDefault) {
   delete wxConfigBase::Set(nullptr);
   wxConfigBase* installed = RegConfig::installAsDefault();
-  ASSERT_NE(installed, nullptr);
-  EXPECT_NE(dynamic_cast<RegConfig*>(installed), nullptr);
+  ASSERT_NE(dynamic_cast<RegConfig*>(installed), nullptr);
   EXPECT_EQ(wxConfigBase::Get(false), installed);
   EXPECT_EQ(RegConfig::installAsDefault(), installed) << "installed once";
   ASSERT_TRUE(installed->Write("viaDefault", 1L));

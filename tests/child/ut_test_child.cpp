@@ -28,7 +28,6 @@ int usage() {
                "                                 prints \"done\", then with hang waits to be killed\n"
                "  set KEY NAME VALUE             one string value\n"
                "  get KEY NAME                   prints the string value (exit 1 when missing)\n"
-               "  count KEY                      prints the number of values of the key\n"
                "  deletekey KEY                  deletes the key with its subtree\n"
                "  hold KEY COUNT                 writes COUNT values in a transaction, prints \"ready\"\n"
                "                                 and waits to be killed before committing\n"
@@ -83,12 +82,6 @@ int run(const std::vector<std::string>& args) {
     wxString value;
     if (!k.open(ut::eRead) || !k.queryValue(wxString::FromUTF8(args[2]), value)) return 1;
     say(value.utf8_str());
-    return 0;
-  }
-  if (cmd == "count" && args.size() == 2) {
-    ut::RegKey k = key(1);
-    if (!k.open(ut::eRead)) return 1;
-    say(std::to_string(k.valueCount()).c_str());
     return 0;
   }
   if (cmd == "deletekey" && args.size() == 2) {

@@ -1,5 +1,5 @@
 // Byte forms the public tests cannot reach: characters beyond Unicode,
-// damaged name bytes, number bounds, and the folded form of key paths.
+// damaged name bytes, and the folded form of key paths.
 
 #include <gtest/gtest.h>
 
@@ -22,15 +22,6 @@ TEST(RegStoreCodec, OutOfRangeAndDamagedInput) {
   EXPECT_EQ(nameFromUtf8("\x80x"), L"\uFFFDx");
   EXPECT_EQ(nameFromUtf8("a\xE2\x82"), L"a\uFFFD");
   EXPECT_FALSE(encodeMultiString({std::wstring(L"a\0b", 3)}).has_value());
-}
-
-TEST(RegStoreCodec, DecimalBounds) {
-  EXPECT_EQ(parseDecimal(L"-9223372036854775808"), std::optional<std::int64_t>(INT64_MIN));
-  EXPECT_EQ(parseDecimal(L"9223372036854775807"), std::optional<std::int64_t>(INT64_MAX));
-  EXPECT_EQ(parseDecimal(L"+17"), std::optional<std::int64_t>(17));
-  for (const wchar_t* bad : {L"9223372036854775808", L"+", L"1e3", L"\u0661\u0662", L"1-"}) {
-    EXPECT_FALSE(parseDecimal(bad).has_value()) << bad;
-  }
 }
 
 TEST(RegStoreKeyRef, FoldedPaths) {
