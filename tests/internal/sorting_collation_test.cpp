@@ -22,13 +22,9 @@ namespace {
 std::vector<wchar_t> probeCharacters() {
   std::vector<wchar_t> out;
   for (wchar_t c = 0; c < 0x300; ++c) out.push_back(c);
-  for (wchar_t c : {0x391, 0x3B1, 0x410, 0x430, 0x5D0, 0x627, 0x4E00, 0x4E01, 0xAC00, 0xFB01, 0xFF21, 0xFF41,
-                    0xFFFD, 0x1F600, 0x10FFFF}) {
-    out.push_back(c);
-  }
-  for (wchar_t c : {static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0xDFFF), static_cast<wchar_t>(0x110000),
-                    static_cast<wchar_t>(0x7FFFFFFF), static_cast<wchar_t>(-1)}) {
-    out.push_back(c);
+  for (long c : {0x391L, 0x3B1L, 0x410L, 0x430L, 0x5D0L, 0x627L, 0x4E00L, 0x4E01L, 0xAC00L, 0xFB01L, 0xFF21L, 0xFF41L,
+                 0xFFFDL, 0x1F600L, 0x10FFFFL, 0xD800L, 0xDFFFL, 0x110000L, 0x7FFFFFFFL, -1L}) {
+    out.push_back(static_cast<wchar_t>(c));
   }
   return out;
 }
@@ -60,9 +56,11 @@ long mismatches(const std::vector<wchar_t>& chars, bool ignoreCase, std::size_t 
 TEST(CrtCollate, IsTheCLibraryCollation) {
   for (const auto& locale : testLocales()) {
     const ScopedThreadLocale scoped(locale.handle);
-    EXPECT_EQ(sign(crtCollate(L"abc", L"abd")), sign(std::wcscoll(L"abc", L"abd")));
-    EXPECT_EQ(sign(crtCollate(L"B", L"a")), sign(std::wcscoll(L"B", L"a")));
-    EXPECT_EQ(crtCollate(nullptr, L""), 0);
+    SCOPED_TRACE(locale.name);
+    for (const auto& [a, b] : {std::pair{L"abc", L"abd"}, std::pair{L"B", L"a"}}) {
+      EXPECT_EQ(sign(crtCollate(a, b)), sign(std::wcscoll(a, b)));
+    }
+    EXPECT_EQ(crtCollate(nullptr, L""), 0);  // null is the empty string
     EXPECT_LT(crtCollate(nullptr, L"a"), 0);
     EXPECT_GT(crtCollate(L"a", nullptr), 0);
     EXPECT_GT(crtCollateNoCase(L"B", L"a"), 0);
@@ -80,9 +78,8 @@ TEST(CrtCollateChars, IdenticalToTheDirectCallInEveryLocale) {
   const std::vector<wchar_t> chars = probeCharacters();
   for (const auto& locale : testLocales()) {
     const ScopedThreadLocale scoped(locale.handle);
-    for (bool ignoreCase : {false, true}) {
-      // Twice: the first pass fills the cache, the second reads it.
-      EXPECT_EQ(mismatches(chars, ignoreCase), 0) << locale.name << " ignoreCase " << ignoreCase;
+    // Each case mode twice: the first pass fills the cache, the second reads it.
+    for (bool ignoreCase : {false, false, true, true}) {
       EXPECT_EQ(mismatches(chars, ignoreCase), 0) << locale.name << " ignoreCase " << ignoreCase;
     }
   }
