@@ -62,19 +62,28 @@ void expectEquivalent(const IReporterMessage& a, const IReporterMessage& b) {
 
 // --- registry and construction -----------------------------------------------------------
 
-TEST(ReporterMessageRegistryTest, IdentityIsTheAddressNotTheText) {
+TEST(ReporterMessageTest, IdentityIsTheAddressAndUnregisteredIdentifiersGetTheDefaults) {
   ASSERT_NE(static_cast<const void*>(kOpenFailed), static_cast<const void*>(kOpenFailedTwin));
-  ReporterMessageRegistry& registry = ReporterMessageRegistry::instance();
-  const RegisteredKind kind(kOpenFailed, IReporterMessage::eSeverityError, L"Could not open the drawing");
-  EXPECT_EQ(registry.severity(kOpenFailed), IReporterMessage::eSeverityError);
-  EXPECT_EQ(registry.highlightDuration(kOpenFailed), IReporterMessage::eHighlightLong);
-  EXPECT_EQ(registry.message(kOpenFailed), L"Could not open the drawing");
+  const RegisteredKind kind(kOpenFailed, IReporterMessage::eSeverityWarning, L"Could not open");
+  const ReporterMessage message(kOpenFailed);
+  EXPECT_EQ(message.id(), kOpenFailed);
+  EXPECT_EQ(message.message(), L"Could not open");
+  EXPECT_EQ(message.additionalInfo(), L"");
+  EXPECT_EQ(message.severity(), IReporterMessage::eSeverityWarning);
+  EXPECT_EQ(message.highlightDuration(), IReporterMessage::eHighlightLong);
   // The same text at another address is another, unregistered identifier.
   const std::string copy = kOpenFailed;
-  for (const char* other : {kOpenFailedTwin, copy.c_str()}) {
-    EXPECT_EQ(registry.severity(other), IReporterMessage::eSeverityMessage);
-    EXPECT_EQ(registry.highlightDuration(other), IReporterMessage::eHighlightNone);
-    EXPECT_EQ(registry.message(other), L"");
+  for (const char* other : {kOpenFailedTwin, copy.c_str(), kUnknown}) {
+    const ReporterMessage plain(other);
+    const ReporterMessageFSP fsp(other);
+    const ReporterMessageObjectId ids(other);
+    const ReporterMessageCustomCallback callback(other);
+    for (const IReporterMessage* m : std::initializer_list<const IReporterMessage*>{&plain, &fsp, &ids, &callback}) {
+      EXPECT_EQ(m->id(), other);
+      EXPECT_EQ(m->severity(), IReporterMessage::eSeverityMessage);
+      EXPECT_EQ(m->highlightDuration(), IReporterMessage::eHighlightNone);
+      EXPECT_TRUE(m->message().empty());
+    }
   }
 }
 
@@ -96,27 +105,6 @@ TEST(ReporterMessageRegistryTest, SecondRegistrationReplacesNarrowTextWidensAndU
   registry.unregisterMessage(kLayerMissing);  // twice is harmless
   EXPECT_EQ(registry.severity(kLayerMissing), IReporterMessage::eSeverityMessage);
   EXPECT_EQ(registry.message(kLayerMissing), L"");
-}
-
-TEST(ReporterMessageTest, ConstructionTakesTheRegisteredRecordOrTheDefaults) {
-  const RegisteredKind kind(kOpenFailed, IReporterMessage::eSeverityWarning, L"Could not open");
-  const ReporterMessage message(kOpenFailed);
-  EXPECT_EQ(message.id(), kOpenFailed);
-  EXPECT_EQ(message.message(), L"Could not open");
-  EXPECT_EQ(message.additionalInfo(), L"");
-  EXPECT_EQ(message.severity(), IReporterMessage::eSeverityWarning);
-  EXPECT_EQ(message.highlightDuration(), IReporterMessage::eHighlightLong);
-
-  const ReporterMessage plain(kUnknown);
-  const ReporterMessageFSP fsp(kUnknown);
-  const ReporterMessageObjectId ids(kUnknown);
-  const ReporterMessageCustomCallback callback(kUnknown);
-  for (const IReporterMessage* m : std::initializer_list<const IReporterMessage*>{&plain, &fsp, &ids, &callback}) {
-    EXPECT_EQ(m->id(), kUnknown);
-    EXPECT_EQ(m->severity(), IReporterMessage::eSeverityMessage);
-    EXPECT_EQ(m->highlightDuration(), IReporterMessage::eHighlightNone);
-    EXPECT_TRUE(m->message().empty());
-  }
 }
 
 TEST(ReporterMessageTest, CloneIsADeepCopyOfTheSameKind) {

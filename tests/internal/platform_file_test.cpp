@@ -75,13 +75,13 @@ class OtherProcessLock {
 
 TEST(PlatformExclusiveFile, SecondOpenFailsInProcessWhileReadersStillRead) {
   ut::test::TempDir dir;
-  const auto file = dir / "drawing.dwl";
-  ExclusiveFile holder = openFile(file, EDisposition::eCreateAlways);
+  // The on-disk name is the UTF-8 form of the wide one.
+  const auto file = dir / "Zeichnung \xC3\x84\xE2\x82\xAC \xF0\x9F\x98\x80.dwl";
+  ExclusiveFile holder = ExclusiveFile::open(wide(dir.path()) + L"/Zeichnung Ä€ \U0001F600.dwl", EDisposition::eCreateNew);
   ASSERT_TRUE(holder.isOpen()) << up::toUtf8(holder.errorText());
-  EXPECT_EQ(holder.error(), EFileError::eNone);
+  EXPECT_EQ(holder.path(), wide(file));
   EXPECT_TRUE(holder.errorText().empty());
   ASSERT_TRUE(holder.write("user\nhost\n"));
-  EXPECT_EQ(holder.size(), 10);
   for (auto disposition : {EDisposition::eOpenExisting, EDisposition::eOpenAlways, EDisposition::eCreateAlways,
                            EDisposition::eTruncateExisting}) {
     ExclusiveFile second = openFile(file, disposition);
@@ -123,19 +123,15 @@ TEST(PlatformExclusiveFile, CloseAndMoveTransferOrReleaseTheLock) {
   const auto file = dir / "f.bin";
   ExclusiveFile first = openFile(file, EDisposition::eCreateNew);
   ASSERT_TRUE(first.isOpen());
-  ExclusiveFile moved = std::move(first);
-  EXPECT_FALSE(first.isOpen());  // NOLINT(bugprone-use-after-move): a moved-from file is closed
-  EXPECT_EQ(moved.path(), wide(file));
-  EXPECT_FALSE(openFile(file, EDisposition::eOpenExisting).isOpen());
   ExclusiveFile assigned;
-  assigned = std::move(moved);
-  EXPECT_FALSE(openFile(file, EDisposition::eOpenExisting).isOpen());
+  assigned = std::move(first);
+  EXPECT_FALSE(first.isOpen());  // NOLINT(bugprone-use-after-move): a moved-from file is closed
+  EXPECT_EQ(assigned.path(), wide(file));
+  EXPECT_FALSE(openFile(file, EDisposition::eOpenExisting).isOpen());  // the lock went with the move
 
   EXPECT_TRUE(assigned.close());
-  EXPECT_FALSE(assigned.isOpen());
   EXPECT_TRUE(assigned.close());  // closing twice is harmless
-  EXPECT_FALSE(assigned.write("x"));
-  EXPECT_FALSE(assigned.sync());
+  EXPECT_FALSE(assigned.write("x") || assigned.sync());
   EXPECT_EQ(assigned.size(), -1);
 
   ExclusiveFile again = openFile(file, EDisposition::eOpenExisting);
@@ -151,17 +147,14 @@ TEST(PlatformExclusiveFile, DispositionsOnExistingAndMissingFiles) {
     EFileError error;
     std::int64_t size;  // -1: not opened
   };
-  const Case cases[] = {
+  const Case cases[] = {  // {}: no error
       {EDisposition::eCreateNew, true, EFileError::eAlreadyExists, -1},
-      {EDisposition::eCreateAlways, true, EFileError::eNone, 0},
-      {EDisposition::eOpenExisting, true, EFileError::eNone, 7},
-      {EDisposition::eOpenAlways, true, EFileError::eNone, 7},
-      {EDisposition::eTruncateExisting, true, EFileError::eNone, 0},
       {EDisposition::eOpenExisting, false, EFileError::eNotFound, -1},
       {EDisposition::eTruncateExisting, false, EFileError::eNotFound, -1},
-      {EDisposition::eOpenAlways, false, EFileError::eNone, 0},
-      {EDisposition::eCreateAlways, false, EFileError::eNone, 0},
-      {EDisposition::eCreateNew, false, EFileError::eNone, 0}};
+      {EDisposition::eCreateNew, false, {}, 0},    {EDisposition::eCreateAlways, true, {}, 0},
+      {EDisposition::eCreateAlways, false, {}, 0}, {EDisposition::eOpenExisting, true, {}, 7},
+      {EDisposition::eOpenAlways, true, {}, 7},    {EDisposition::eOpenAlways, false, {}, 0},
+      {EDisposition::eTruncateExisting, true, {}, 0}};
   ut::test::TempDir dir;
   const auto file = dir / "f.txt";
   for (const Case& c : cases) {
@@ -199,10 +192,8 @@ TEST(PlatformExclusiveFile, BadTargetsGiveTheRightError) {
   EXPECT_EQ(openFile(dir / "no" / "such" / "dir.txt", EDisposition::eCreateAlways).error(), EFileError::eNotFound);
 
   const ExclusiveFile onDir = openFile(dir.path(), EDisposition::eOpenExisting);
-  EXPECT_FALSE(onDir.isOpen());
   EXPECT_EQ(onDir.error(), EFileError::eAccessDenied);
   EXPECT_NE(onDir.systemError(), 0);
-  EXPECT_FALSE(onDir.errorText().empty());
 
   // A FIFO is not a file to lock; opening it must not block either.
   const auto fifo = dir / "pipe";
@@ -211,23 +202,6 @@ TEST(PlatformExclusiveFile, BadTargetsGiveTheRightError) {
   ASSERT_GE(reader, 0);
   EXPECT_EQ(openFile(fifo, EDisposition::eOpenExisting).error(), EFileError::eAccessDenied);
   ::close(reader);
-
-  if (::geteuid() != 0) {  // root ignores permission bits
-    const auto readOnly = dir / "ro.txt";
-    ASSERT_TRUE(writeFileBytes(readOnly, "keep"));
-    std::filesystem::permissions(readOnly, std::filesystem::perms::owner_read);
-    EXPECT_EQ(openFile(readOnly, EDisposition::eCreateAlways).error(), EFileError::eAccessDenied);
-    EXPECT_EQ(readFileBytes(readOnly), "keep");
-  }
-}
-
-TEST(PlatformExclusiveFile, NonAsciiNamesAreUtf8OnDisk) {
-  ut::test::TempDir dir;
-  const std::wstring name = wide(dir.path()) + L"/Zeichnung Ä€ \U0001F600.dwl";
-  ExclusiveFile f = ExclusiveFile::open(name, EDisposition::eCreateNew);
-  ASSERT_TRUE(f.isOpen());
-  EXPECT_TRUE(std::filesystem::exists(dir.path() / "Zeichnung \xC3\x84\xE2\x82\xAC \xF0\x9F\x98\x80.dwl"));
-  EXPECT_EQ(f.path(), name);
 }
 
 TEST(PlatformDeleteFile, FilesOnly) {
@@ -237,10 +211,8 @@ TEST(PlatformDeleteFile, FilesOnly) {
   EXPECT_TRUE(up::deleteFile(wide(file)));
   EXPECT_FALSE(std::filesystem::exists(file));
   EXPECT_FALSE(up::deleteFile(wide(file)));
-  EXPECT_FALSE(up::deleteFile(wide(dir.path())));
-  EXPECT_TRUE(std::filesystem::exists(dir.path()));
-  EXPECT_FALSE(up::deleteFile(L""));
-  EXPECT_FALSE(up::deleteFile(std::wstring(L"\0", 1)));
+  EXPECT_FALSE(up::deleteFile(wide(dir.path())));  // not a folder
+  EXPECT_FALSE(up::deleteFile(L"") || up::deleteFile(std::wstring(L"\0", 1)));
   // Must not delete the file whose name has U+FFFD where the bad value was.
   const auto replaced = dir / "y\xEF\xBF\xBD";
   ASSERT_TRUE(writeFileBytes(replaced, "keep"));

@@ -26,23 +26,9 @@ std::vector<std::wstring> sampleStrings() {
 }
 
 // Restores LC_CTYPE when a test changed it.
-class CtypeGuard {
- public:
-  CtypeGuard() : m_saved(std::setlocale(LC_CTYPE, nullptr)) {}
-  ~CtypeGuard() { std::setlocale(LC_CTYPE, m_saved.c_str()); }
-  CtypeGuard(const CtypeGuard&) = delete;
-  CtypeGuard& operator=(const CtypeGuard&) = delete;
-
-  // Switches to the first UTF-8 locale the system has.
-  bool useUtf8() {
-    for (const char* name : {"C.UTF-8", "C.utf8", "en_US.UTF-8", "en_US.utf8"}) {
-      if (std::setlocale(LC_CTYPE, name)) return true;
-    }
-    return false;
-  }
-
- private:
-  std::string m_saved;
+struct CtypeGuard {
+  std::string saved = std::setlocale(LC_CTYPE, nullptr);
+  ~CtypeGuard() { std::setlocale(LC_CTYPE, saved.c_str()); }
 };
 
 }  // namespace
@@ -56,14 +42,12 @@ TEST(PlatformCompareNoCase, IgnoresCaseNotAccentsAndOrdersLinguistically) {
     int expected;
   };
   const Case cases[] = {
-      {L"abc", L"ABC", 0}, {L"Résumé", L"RÉSUMÉ", 0}, {L"ДОМ", L"дом", 0}, {L"ΩΜΈΓΑ", L"ωμέγα", 0},
-      {L"\U00010400", L"\U00010428", 0}, {L"Straße", L"STRAẞE", 0}, {L"", L"", 0},
-      // Canonically equivalent forms are equal.
-      {L"\u00E9", L"e\u0301", 0}, {L"RE\u0301SUME\u0301", L"résumé", 0},
+      {L"abc", L"ABC", 0}, {L"Résumé", L"RÉSUMÉ", 0}, {L"ДОМ", L"дом", 0}, {L"\U00010400", L"\U00010428", 0},
+      {L"Straße", L"STRAẞE", 0}, {L"", L"", 0}, {L"RE\u0301SUME\u0301", L"résumé", 0},  // canonical equivalence
       // Accents are a difference; so is length.
-      {L"resume", L"résumé", -1}, {L"e", L"É", -1}, {L"Apfel", L"Äpfel", -1}, {L"abc", L"abcd", -1}, {L"", L"a", -1},
+      {L"resume", L"résumé", -1}, {L"Apfel", L"Äpfel", -1}, {L"abc", L"abcd", -1}, {L"", L"a", -1},
       // Not code point order: "B" < "a" by code point, "é" > "z".
-      {L"apple", L"Banana", -1}, {L"Zebra", L"apple", 1}, {L"éclair", L"zebra", -1}, {L"ab", L"A", 1}};
+      {L"apple", L"Banana", -1}, {L"éclair", L"zebra", -1}, {L"ab", L"A", 1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(up::toUtf8(c.a) + " vs " + up::toUtf8(c.b));
     EXPECT_EQ(sign(up::compareNoCase(c.a, c.b)), c.expected);
@@ -100,55 +84,42 @@ TEST(PlatformCompareNoCase, SortKeysOfLongStringsAreComplete) {
 TEST(PlatformCompareNoCase, ConcurrentThreadsAgreeWithOneThread) {
   const auto strings = sampleStrings();
   const std::size_t n = strings.size();
-  std::vector<int> expected(n * n);
-  std::vector<int> expectedCollated(n * n);
-  std::vector<std::string> expectedKeys;
-  for (std::size_t i = 0; i < n; ++i) {
-    expectedKeys.push_back(up::sortKeyNoCase(strings[i]));
-    for (std::size_t j = 0; j < n; ++j) {
-      expected[i * n + j] = sign(up::compareNoCase(strings[i], strings[j]));
-      expectedCollated[i * n + j] = sign(up::collateNoCase(strings[i], strings[j]));
+  // Each thread's own collators must give exactly the single-thread answers.
+  const auto answers = [&](std::size_t offset) {
+    std::string out;
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::wstring& a = strings[(i + offset) % n];  // threads start on different strings
+      out += up::sortKeyNoCase(a);
+      for (const auto& b : strings) {
+        out += static_cast<char>('1' + sign(up::compareNoCase(a, b)));
+        out += static_cast<char>('1' + sign(up::collateNoCase(a, b)));
+      }
     }
-  }
+    return out;
+  };
   constexpr int kThreads = 4;
-  std::vector<int> mismatches(kThreads, 0);
+  std::vector<std::string> results(kThreads);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
-      for (int round = 0; round < 5; ++round) {
-        for (std::size_t i = 0; i < n; ++i) {
-          // Offsetting by thread keeps the threads on different pairs.
-          const std::size_t a = (i + static_cast<std::size_t>(t) * 7) % n;
-          if (up::sortKeyNoCase(strings[a]) != expectedKeys[a]) ++mismatches[t];
-          for (std::size_t j = 0; j < n; ++j) {
-            if (sign(up::compareNoCase(strings[a], strings[j])) != expected[a * n + j]) ++mismatches[t];
-            if (sign(up::collateNoCase(strings[a], strings[j])) != expectedCollated[a * n + j]) ++mismatches[t];
-          }
-        }
-      }
+      for (int round = 0; round < 5; ++round) results[t] = answers(static_cast<std::size_t>(t) * 7);
     });
   }
   for (auto& thread : threads) thread.join();
-  for (int t = 0; t < kThreads; ++t) EXPECT_EQ(mismatches[t], 0) << "thread " << t;
+  for (int t = 0; t < kThreads; ++t) EXPECT_EQ(results[t], answers(static_cast<std::size_t>(t) * 7)) << "thread " << t;
 }
 
 // --- collate / collateNoCase ---------------------------------------------------------
 
 TEST(PlatformCollate, CaseBreaksTiesAndNoCaseFormComparesFoldedCopies) {
-  EXPECT_NE(up::collate(L"a", L"A"), 0);
   EXPECT_EQ(sign(up::collate(L"a", L"A")), -sign(up::collate(L"A", L"a")));
-  EXPECT_LT(up::collate(L"a", L"B"), 0);  // not code-point order
-  EXPECT_LT(up::collate(L"A", L"b"), 0);
+  EXPECT_NE(up::collate(L"a", L"A"), 0);
+  EXPECT_LT(up::collate(L"A", L"b"), 0);  // not code-point order
   EXPECT_LT(up::collate(L"e", L"é"), 0);  // accent is a secondary difference
   EXPECT_LT(up::collate(L"é", L"f"), 0);
   EXPECT_EQ(up::collate(L"\u00E9", L"e\u0301"), 0);
-  EXPECT_LT(up::collate(L"", L"a"), 0);
-
-  EXPECT_EQ(up::collateNoCase(L"a", L"A"), 0);
   EXPECT_EQ(up::collateNoCase(L"Straße", L"STRASSE"), 0);
-  EXPECT_EQ(up::collateNoCase(L"ΣΊΣΥΦΟΣ", L"σίσυφος"), 0);
   EXPECT_NE(up::collateNoCase(L"é", L"e"), 0);
-  EXPECT_LT(up::collateNoCase(L"apple", L"BANANA"), 0);
   const auto strings = sampleStrings();
   for (const auto& a : strings) {
     for (const auto& b : strings) {
@@ -160,10 +131,8 @@ TEST(PlatformCollate, CaseBreaksTiesAndNoCaseFormComparesFoldedCopies) {
 // --- toLower / foldCase ------------------------------------------------------------------
 
 TEST(PlatformToLower, MapsEveryCodePointToOne) {
-  EXPECT_EQ(up::toLower(L"Hello WORLD 123"), L"hello world 123");
-  EXPECT_EQ(up::toLower(L"ÀÉÎÕÜ"), L"àéîõü");
-  EXPECT_EQ(up::toLower(L"ΣΊΣΥΦΟΣ"), L"σίσυφοσ");  // simple mapping: no final-sigma context
-  EXPECT_EQ(up::toLower(L"\U00010400ДОМẞ"), L"\U00010428домß");
+  // Simple mapping: no final-sigma context.
+  EXPECT_EQ(up::toLower(L"Hello ÀÉ ΣΊΣΥΦΟΣ \U00010400ДОМẞ"), L"hello àé σίσυφοσ \U00010428домß");
   // Offsets must carry over to the argument: the length never changes, even
   // where full lower-casing would add a combining dot.
   EXPECT_EQ(up::toLower(L"İ"), L"i");
@@ -174,13 +143,10 @@ TEST(PlatformToLower, MapsEveryCodePointToOne) {
 }
 
 TEST(PlatformFoldCase, FullFoldingOverUnicode) {
-  EXPECT_EQ(up::foldCase(L"Software\\TVCAD"), L"software\\tvcad");
+  EXPECT_EQ(up::foldCase(L"Software\\TVCAD \U00010400ДОМ \U0001D11E"), L"software\\tvcad \U00010428дом \U0001D11E");
   EXPECT_EQ(up::foldCase(L"STRASSE"), up::foldCase(L"Straße"));  // full folding: "ß" is "ss"
   EXPECT_EQ(up::foldCase(L"ΣΊΣΥΦΟΣ"), up::foldCase(L"σίσυφος"));
-  EXPECT_EQ(up::foldCase(L"\U00010400ДОМ"), L"\U00010428дом");
-  EXPECT_EQ(up::foldCase(L"\U0001D11E x"), L"\U0001D11E x");  // astral text survives the UTF-16 round trip
-  EXPECT_NE(up::foldCase(L"e"), up::foldCase(L"é"));          // accents are not case
-  EXPECT_EQ(up::foldCase(L""), L"");
+  EXPECT_NE(up::foldCase(L"e"), up::foldCase(L"é"));  // accents are not case
   const std::wstring odd{L'A', static_cast<wchar_t>(0xD800), L'Ä', static_cast<wchar_t>(0x7FFFFFFF)};
   EXPECT_EQ(up::foldCase(odd), L"a\uFFFDä\uFFFD");
   for (const auto& s : sampleStrings()) EXPECT_EQ(up::foldCase(up::foldCase(s)), up::foldCase(s));
@@ -189,31 +155,24 @@ TEST(PlatformFoldCase, FullFoldingOverUnicode) {
 // --- ANSI conversions ------------------------------------------------------------------------
 
 TEST(PlatformAnsi, RoundTripUnderUtf8Locale) {
-  CtypeGuard guard;
-  if (!guard.useUtf8()) GTEST_SKIP() << "no UTF-8 locale installed";
+  const CtypeGuard guard;
+  if (!std::setlocale(LC_CTYPE, "C.UTF-8")) GTEST_SKIP() << "no UTF-8 locale installed";
   const std::wstring text = L"Müller on Höst-7 € \U0001F600 дом";
   EXPECT_EQ(up::toAnsi(text), up::toUtf8(text));
   EXPECT_EQ(up::fromAnsi(up::toAnsi(text)), text);
   EXPECT_EQ(up::toAnsi(L"e\u0301"), "\xC3\xA9");  // decomposed input is composed first
-  EXPECT_EQ(up::toAnsi(std::wstring(L"a\0b", 3)), std::string("a\0b", 3));
-  EXPECT_EQ(up::fromAnsi(std::string("a\0b", 3)), std::wstring(L"a\0b", 3));
-  // Bytes that are not UTF-8 never go through as garbage.
-  EXPECT_EQ(up::fromAnsi("ok\xFF"), L"ok\uFFFD");
-  EXPECT_EQ(up::fromAnsi("\xC3"), L"\uFFFD");
+  EXPECT_EQ(up::fromAnsi(up::toAnsi(std::wstring(L"a\0b", 3))), std::wstring(L"a\0b", 3));
+  EXPECT_EQ(up::fromAnsi("ok\xFF\xC3"), L"ok\uFFFD\uFFFD");  // never garbage from bytes that are not UTF-8
   EXPECT_EQ(up::toAnsi(std::wstring{L'x', static_cast<wchar_t>(0xD800)}), "x?");
 }
 
 TEST(PlatformAnsi, UnrepresentableBecomesQuestionMarkInCLocale) {
-  CtypeGuard guard;
+  const CtypeGuard guard;
   ASSERT_NE(std::setlocale(LC_CTYPE, "C"), nullptr);
-  EXPECT_EQ(up::toAnsi(L"plain ASCII 0-9"), "plain ASCII 0-9");
-  EXPECT_EQ(up::toAnsi(L"Müller a€b"), "M?ller a?b");
-  EXPECT_EQ(up::toAnsi(L"\U0001F600"), "?");
-  EXPECT_EQ(up::toAnsi(L"e\u0301"), "?");  // one character after composition
+  EXPECT_EQ(up::toAnsi(L"plain Müller a€b \U0001F600 e\u0301"), "plain M?ller a?b ? ?");  // composed first
   EXPECT_EQ(up::fromAnsi("plain"), L"plain");
   // A high byte yields exactly one character and never a crash.
   EXPECT_EQ(up::fromAnsi("\xE9x").size(), 2u);
   EXPECT_EQ(up::fromAnsi("\xE9x").back(), L'x');
-  EXPECT_TRUE(up::toAnsi(L"").empty());
-  EXPECT_TRUE(up::fromAnsi("").empty());
+  EXPECT_TRUE(up::toAnsi(L"").empty() && up::fromAnsi("").empty());
 }

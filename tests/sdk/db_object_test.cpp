@@ -55,8 +55,7 @@ class DbObjects : public ::testing::Test {
 }  // namespace
 
 TEST(OdDbHandle, HexTextRoundTripAndUnsignedOrder) {
-  EXPECT_EQ(OdDbHandle(0x1A2B).ascii(), L"1A2B");
-  EXPECT_EQ(OdDbHandle(OdString(L"1a2B")), OdDbHandle(0x1A2B));
+  EXPECT_EQ(OdDbHandle(OdString(L"1a2B")).ascii(), L"1A2B");
   EXPECT_EQ(OdDbHandle().ascii(), L"0");
   const OdDbHandle max(UINT64_MAX);
   EXPECT_EQ(max.ascii(), L"FFFFFFFFFFFFFFFF");
@@ -75,10 +74,8 @@ TEST_F(DbObjects, AddOpenAndKeepAlive) {
   const OdDbObjectId first = addBlock(1);
   const OdDbObjectId second = addBlock(2);  // the creator's pointers are gone already
   EXPECT_LT(first, second);                 // identifiers follow the order of addition
-  EXPECT_TRUE(first.isValid());
-  EXPECT_FALSE(first.isErased());
+  EXPECT_TRUE(first.isValid() && !first.isErased());
   EXPECT_NE(first.handle(), second.handle());
-  EXPECT_FALSE(first.handle().isNull());
 
   const OdDbObjectPtr opened = second.openObject();
   ASSERT_FALSE(opened.isNull());
@@ -113,8 +110,7 @@ TEST_F(DbObjects, ErasedObjectsOpenOnlyOnRequest) {
 TEST_F(DbObjects, NullIdentifier) {
   const OdDbObjectId id;
   EXPECT_EQ(id, OdDbObjectId::kNull);
-  EXPECT_FALSE(id.isValid());
-  EXPECT_FALSE(id.isErased());
+  EXPECT_FALSE(id.isValid() || id.isErased());
   EXPECT_TRUE(id.handle().isNull());
   EXPECT_TRUE(id.openObject(OdDb::kForRead, true).isNull());
   EXPECT_FALSE(OdDbObjectStore::erase(id));
@@ -168,25 +164,20 @@ TEST(OdDbFullSubentPath, EqualityAndOrdering) {
   EXPECT_EQ(OdDbFullSubentPath(), pathOf({}, OdDb::kNullSubentType, 0));
 }
 
-TEST(OdGePoint, ArithmeticDistanceAndTolerance) {
+TEST(OdGePoint, DistanceAndTolerance) {
   const OdGePoint3d p(1.0, 2.0, 3.0);
-  const OdGePoint3d q(4.0, 6.0, 3.0);
-  EXPECT_DOUBLE_EQ(p.distanceTo(q), 5.0);
-  EXPECT_EQ((p + q) / 2.0 - p * 2.0, OdGePoint3d(0.5, 0.0, -3.0));
-  EXPECT_EQ(-p, OdGePoint3d(-1.0, -2.0, -3.0));
+  EXPECT_DOUBLE_EQ(p.distanceTo(OdGePoint3d(4.0, 6.0, 3.0)), 5.0);
+  EXPECT_EQ((p + p) / 2.0 - p * 2.0, -p);
   EXPECT_TRUE(p.isEqualTo(OdGePoint3d(1.0, 2.0, 3.0 + 1e-12)));
   EXPECT_FALSE(p.isEqualTo(OdGePoint3d(1.0, 2.0, 3.001)));
   EXPECT_TRUE(p.isEqualTo(OdGePoint3d(1.0, 2.0, 3.001), 0.01));
-  const OdGePoint2d b(-3.0, 4.0);
-  EXPECT_DOUBLE_EQ(OdGePoint2d().distanceTo(b), 5.0);
-  EXPECT_EQ(b * 0.5 - b, OdGePoint2d(1.5, -2.0));
+  EXPECT_DOUBLE_EQ(OdGePoint2d().distanceTo(OdGePoint2d(-3.0, 4.0)), 5.0);
 }
 
 TEST(OdError, CodeMessageAndWhat) {
   const OdError byCode(eOutOfRange);
-  EXPECT_EQ(byCode.code(), eOutOfRange);
-  EXPECT_FALSE(byCode.description().isEmpty());
   EXPECT_EQ(byCode.description(), OdError::codeText(eOutOfRange));
+  EXPECT_FALSE(byCode.description().isEmpty());
   EXPECT_NE(OdError::codeText(eWasErased), OdError::codeText(eNullObjectId));
   EXPECT_EQ(OdError::codeText(static_cast<OdResult>(9999)), L"Error 9999");
   const OdError withText(eFileNotFound, L"Unable to open input file '\u00E9.txt'");

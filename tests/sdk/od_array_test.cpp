@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 
 TEST(OdArray, AppendInsertAndRemoveKeepOrder) {
@@ -29,7 +30,7 @@ TEST(OdArray, BadIndicesThrowOutOfRangeAndChangeNothing) {
   OdArray<int> a{10, 20};
   const OdArray<int>& ca = a;
   OdArray<int> empty;
-  const auto codeOf = [](auto action) {
+  const auto codeOf = [](const std::function<void()>& action) {
     try {
       action();
     } catch (const OdError& e) {
@@ -37,16 +38,12 @@ TEST(OdArray, BadIndicesThrowOutOfRangeAndChangeNothing) {
     }
     return -1;
   };
-  EXPECT_EQ(codeOf([&] { a.at(2); }), eOutOfRange);
-  EXPECT_EQ(codeOf([&] { ca.at(2); }), eOutOfRange);
-  EXPECT_EQ(codeOf([&] { a[2]; }), eOutOfRange);
-  EXPECT_EQ(codeOf([&] { ca[static_cast<unsigned>(-1)]; }), eOutOfRange);
-  EXPECT_EQ(codeOf([&] { a.removeAt(2); }), eOutOfRange);
-  EXPECT_EQ(codeOf([&] { a.insertAt(3, 0); }), eOutOfRange);
+  const std::function<void()> bad[] = {[&] { a.at(2); },         [&] { ca.at(2); },      [&] { a[2]; },
+                                       [&] { ca[static_cast<unsigned>(-1)]; }, [&] { a.removeAt(2); },
+                                       [&] { a.insertAt(3, 0); },  [&] { empty.first(); }, [&] { empty.last(); },
+                                       [&] { empty.removeAt(0); }};
+  for (std::size_t i = 0; i < std::size(bad); ++i) EXPECT_EQ(codeOf(bad[i]), eOutOfRange) << "case " << i;
   EXPECT_EQ(a, (OdArray<int>{10, 20}));
-  EXPECT_EQ(codeOf([&] { empty.first(); }), eOutOfRange);
-  EXPECT_EQ(codeOf([&] { empty.last(); }), eOutOfRange);
-  EXPECT_EQ(codeOf([&] { empty.removeAt(0); }), eOutOfRange);
   EXPECT_EQ(codeOf([&] { empty.insertAt(0, 7); }), -1);  // inserting at the end is allowed
   EXPECT_EQ(empty, (OdArray<int>{7}));
 }
@@ -61,8 +58,7 @@ TEST(OdArray, FindContainsAndRemove) {
   EXPECT_EQ(at, 99u);  // untouched when not found
   EXPECT_FALSE(a.find(L"a", at, 1000));
   EXPECT_TRUE(a.contains(L"c"));
-  EXPECT_FALSE(a.contains(L"C"));
-  EXPECT_FALSE(a.contains(L"b", 2));
+  EXPECT_FALSE(a.contains(L"C") || a.contains(L"b", 2));
   EXPECT_TRUE(a.remove(L"a"));  // the first occurrence only
   EXPECT_EQ(a, (OdArray<OdString>{L"b", L"a", L"c"}));
   EXPECT_TRUE(a.remove(L"a", 1));
@@ -86,17 +82,13 @@ TEST(OdArray, LengthsCapacityAndIteration) {
   EXPECT_EQ(a, (OdArray<int>{1, 2}));
   a.setPhysicalLength(1);
   EXPECT_EQ(a, (OdArray<int>{1}));
-  a.clear();
-  EXPECT_TRUE(a.isEmpty());
 
   OdArray<int> b{5, 3, 4, 1, 2};
   std::sort(b.begin(), b.end());
   EXPECT_EQ(b, (OdArray<int>{1, 2, 3, 4, 5}));
   EXPECT_EQ(std::accumulate(b.getPtr(), b.getPtr() + b.size(), 0), 15);
-  b.asArrayPtr()[0] = 10;
-  EXPECT_EQ(b[0], 10);
-  const OdArray<int> empty;
-  EXPECT_EQ(empty.begin(), empty.end());
+  b.clear();
+  EXPECT_EQ(b.begin(), b.end());
 }
 
 TEST(OdArray, ValueSemanticsAndEquality) {
