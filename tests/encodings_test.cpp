@@ -142,7 +142,9 @@ TEST(Uuid, GeneratesDistinctVersion4Identifiers) {
   }
   std::vector<Uuid> fromThreads(4);
   std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < fromThreads.size(); ++i) threads.emplace_back([&, i] { fromThreads[i] = Uuid::generate(); });
+  for (std::size_t i = 0; i < fromThreads.size(); ++i) {
+    threads.emplace_back([&, i] { fromThreads[i] = Uuid::generate(); });
+  }
   for (auto& t : threads) t.join();
   for (const Uuid& id : fromThreads) EXPECT_TRUE(seen.insert(id).second);
 }

@@ -101,7 +101,9 @@ TEST(StrCmpAlphanum, NaturalOrderConsequencesAndCaseFlag) {
 
 TEST(StrCmpAlphanum, DigitRunAndPositionLimits) {
   const ScopedThreadLocale c(testLocales().front().handle);
-  const auto cmp = [](const std::wstring& a, const std::wstring& b) { return strCmpAlphanum(a.c_str(), b.c_str(), true); };
+  const auto cmp = [](const std::wstring& a, const std::wstring& b) {
+    return strCmpAlphanum(a.c_str(), b.c_str(), true);
+  };
   const auto run = [](std::size_t n, wchar_t d) { return std::wstring(n, d); };
   // "0" + 2...2 against 1...1: the runs (after the leading zero) have the same
   // length, and a's is larger. Within 1024 digits the number decides; past
@@ -200,7 +202,8 @@ TEST(LexiNumericalSorter, TokenKindsOrderAsTheVariant) {
   // Mixed numeric kinds compare by value, equal within 1e-10.
   const std::map<std::wstring, LexiNumericalSorter::Token> values{
       {L"int2", 2}, {L"double1.5", 1.5}, {L"double2", 2.0}, {L"near2", 2.0 + 5e-11}, {L"far2", 2.0 + 1e-9}};
-  LexiNumericalSorter mixed([&values](LexiNumericalSorter::Tokens& t, const OdString& s) { t.push_back(values.at(s.c_str())); });
+  LexiNumericalSorter mixed(
+      [&values](LexiNumericalSorter::Tokens& t, const OdString& s) { t.push_back(values.at(s.c_str())); });
   EXPECT_TRUE(mixed.isLess(L"double1.5", L"int2"));
   EXPECT_FALSE(mixed.isLess(L"int2", L"double1.5"));
   for (const wchar_t* same : {L"double2", L"near2"}) {

@@ -206,7 +206,8 @@ TEST(RawBuffers, TruncateWithDots) {
   };
   const Case cases[] = {
       {L"abcdefghij", 7, L"b", L"...ghij"}, {L"abcdefghij", 7, L"e", L"abcd..."}, {L"abcdefghij", 4, L"End", L"a..."},
-      {L"abcdefghij", 3, L"b", nullptr},    {L"abcdefg", 7, L"e", nullptr},       {L"abcdefghij", 5, L"middle", nullptr},
+      {L"abcdefghij", 3, L"b", nullptr},    {L"abcdefg", 7, L"e", nullptr},
+      {L"abcdefghij", 5, L"middle", nullptr},
       {L"abcdefghij", 5, nullptr, nullptr}};
   for (const Case& c : cases) {
     Buffer b(c.text);
@@ -362,5 +363,7 @@ TEST(NarrowWide, BrokenBytesAndNonCharactersBecomeReplacement) {
       {"\xE2\x82z", L"\uFFFDz"},                      // cut short before ASCII
       {"bad \x80\xFF byte", L"bad \uFFFD\uFFFD byte"}, {"\xF0\x9F\x98\x80!", L"\U0001F600!"}};
   for (const auto& [in, expected] : broken) EXPECT_EQ(s2ws(in), expected);
-  for (long bad : {0xD800L, 0x110000L, -5L}) EXPECT_EQ(ws2s(std::wstring(1, static_cast<wchar_t>(bad))), "\xEF\xBF\xBD");
+  for (long bad : {0xD800L, 0x110000L, -5L}) {
+    EXPECT_EQ(ws2s(std::wstring(1, static_cast<wchar_t>(bad))), "\xEF\xBF\xBD") << bad;
+  }
 }

@@ -12,10 +12,8 @@
 #include <cstdio>
 #include <cwchar>
 #include <filesystem>
-#include <map>
 #include <mutex>
 #include <regex>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -57,48 +55,6 @@ class ThreadLogTest : public ::testing::Test {
   }
   ut::ThreadLog::OutputFunc m_previous = nullptr;
 };
-
-TEST_F(ThreadLogTest, ConcurrentPrintersWriteWholeLinesInTheirOwnColumns) {
-  constexpr int kThreads = 4;
-  constexpr int kLines = 250;
-  // All workers stay alive until every one has printed, so their ids are
-  // distinct while they print.
-  std::mutex mutex;
-  std::condition_variable cv;
-  int finished = 0;
-  std::vector<std::wstring> prefixes(kThreads);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      prefixes[t] = prefixOfThisThread();
-      for (int i = 0; i < kLines; ++i) ut::ThreadLog::get().printf(L"worker %d line %d %s", t, i, L"payload");
-      std::unique_lock<std::mutex> lock(mutex);
-      ++finished;
-      cv.notify_all();
-      cv.wait(lock, [&] { return finished == kThreads; });
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-
-  const std::vector<std::wstring> lines = takeLines();
-  ASSERT_EQ(lines.size(), static_cast<std::size_t>(kThreads * kLines));
-  std::map<int, std::size_t> columnOf;
-  std::map<int, int> next;
-  const std::wregex shape(LR"(( *)(0x[0-9a-f]+)> worker (\d+) line (\d+) payload\n)");
-  for (const std::wstring& line : lines) {
-    std::wsmatch match;
-    ASSERT_TRUE(std::regex_match(line, match, shape)) << std::string(line.begin(), line.end());
-    const int t = std::stoi(match[3].str());
-    ASSERT_LT(t, kThreads);
-    EXPECT_EQ(match[2].str() + L"> ", prefixes[t]);
-    const auto [it, inserted] = columnOf.emplace(t, match[1].length());
-    EXPECT_EQ(it->second, static_cast<std::size_t>(match[1].length())) << "a thread changed column";
-    EXPECT_EQ(std::stoi(match[4].str()), next[t]++);
-  }
-  std::set<std::size_t> distinct;
-  for (const auto& [t, column] : columnOf) distinct.insert(column);
-  EXPECT_EQ(distinct.size(), static_cast<std::size_t>(kThreads));
-}
 
 TEST_F(ThreadLogTest, PrintfFormatsAndCutsAt2048Characters) {
   ut::ThreadLog& log = ut::ThreadLog::get();
@@ -148,64 +104,68 @@ TEST_F(ThreadLogTest, SetOutputFuncReturnsPreviousAndNullRestoresDebuggerOutput)
 // The first-print order is process state that never shrinks, and thread ids
 // are reused once threads end, so the exact columns are checked in a fresh
 // process: this test runs only when the test below starts it.
-TEST(ThreadLogFreshProcess, DISABLED_ColumnsFollowFirstPrintOrder) {
+TEST(ThreadLogFreshProcess, DISABLED_ColumnsFollowFirstPrintOrderAndConcurrentLinesStayWhole) {
+  constexpr int kThreads = 4;
+  constexpr int kLines = 250;
   ut::ThreadLog& log = ut::ThreadLog::get();
   log.setOutputFunc(&captureLine);
   log.print(L"main");
   log.print(nullptr);
   std::mutex mutex;
   std::condition_variable cv;
-  int step = 0;  // workers print in turn when step reaches their number
-  bool done = false;
-  std::vector<std::wstring> prefixes(3);
-  const auto worker = [&](int number) {
-    std::unique_lock<std::mutex> lock(mutex);
-    cv.wait(lock, [&] { return step == number; });
-    prefixes[number] = prefixOfThisThread();
-    log.print(L"first");
-    ++step;
-    cv.notify_all();
-    cv.wait(lock, [&] { return done; });
-    lock.unlock();
-    log.print(L"later");
-  };
-  std::thread a(worker, 0), b(worker, 1), c(worker, 2);
-  {
-    std::unique_lock<std::mutex> lock(mutex);
-    cv.wait(lock, [&] { return step == 3; });
-    done = true;
-    cv.notify_all();
+  int step = 0;  // workers print their first line in turn, then all print at once
+  std::vector<std::wstring> prefixes(kThreads);
+  std::vector<std::thread> workers;
+  for (int w = 0; w < kThreads; ++w) {
+    workers.emplace_back([&, w] {
+      {
+        std::unique_lock<std::mutex> lock(mutex);
+        cv.wait(lock, [&] { return step == w; });
+        prefixes[w] = prefixOfThisThread();
+        log.print(L"first");
+        ++step;
+        cv.notify_all();
+        cv.wait(lock, [&] { return step == kThreads; });
+      }
+      for (int i = 0; i < kLines; ++i) log.printf(L"worker %d line %d %s", w, i, L"payload");
+    });
   }
-  c.join();
-  b.join();
-  a.join();
+  for (auto& worker : workers) worker.join();
   log.print(L"main again");
-  // Columns 0, 2, 4, 6 in first-print order; "*" marks the main thread only;
-  // each thread's later line lands in the column of its first one.
-  const std::wstring mainPrefix = prefixOfThisThread();
+
+  // Columns 0, 2, 4, ... in first-print order, "*" on the main thread's lines
+  // only, and every line whole, in order, in the column of its thread.
   ASSERT_TRUE(wxThread::IsMain());
+  const std::wstring mainPrefix = prefixOfThisThread();
   const std::vector<std::wstring> lines = takeLines();
-  ASSERT_EQ(lines.size(), 9u);
+  ASSERT_EQ(lines.size(), 3u + kThreads * (kLines + 1));
   EXPECT_EQ(lines[0], mainPrefix + L"main\n");
   EXPECT_EQ(lines[1], mainPrefix + L"\n");
-  std::map<std::wstring, std::wstring> firstLineOf;
-  for (int w = 0; w < 3; ++w) {
-    EXPECT_EQ(prefixes[w].find(L'*'), std::wstring::npos);
-    EXPECT_EQ(lines[2 + w], std::wstring(2 * (w + 1), L' ') + prefixes[w] + L"first\n");
-    firstLineOf[prefixes[w]] = lines[2 + w];
-  }
-  std::multiset<std::wstring> later(lines.begin() + 5, lines.end() - 1);
-  EXPECT_EQ(later, (std::multiset<std::wstring>{std::wstring(2, L' ') + prefixes[0] + L"later\n",
-                                                std::wstring(4, L' ') + prefixes[1] + L"later\n",
-                                                std::wstring(6, L' ') + prefixes[2] + L"later\n"}));
   EXPECT_EQ(lines.back(), mainPrefix + L"main again\n");
+  std::vector<std::vector<std::wstring>> byThread(kThreads), expected(kThreads);
+  for (int w = 0; w < kThreads; ++w) {
+    const std::wstring lead = std::wstring(2 * (w + 1), L' ') + prefixes[w];
+    EXPECT_EQ(prefixes[w].find(L'*'), std::wstring::npos);
+    EXPECT_EQ(lines[2 + w], lead + L"first\n");
+    for (int i = 0; i < kLines; ++i) {
+      expected[w].push_back(lead + L"worker " + std::to_wstring(w) + L" line " + std::to_wstring(i) + L" payload\n");
+    }
+  }
+  for (std::size_t k = 2 + kThreads; k + 1 < lines.size(); ++k) {
+    const std::size_t at = lines[k].find(L" line ");
+    const int w = at == std::wstring::npos || at == 0 ? -1 : lines[k][at - 1] - L'0';
+    ASSERT_TRUE(w >= 0 && w < kThreads) << std::string(lines[k].begin(), lines[k].end());
+    byThread[w].push_back(lines[k]);
+  }
+  EXPECT_EQ(byThread, expected);
 }
 
-TEST(ThreadLogFreshProcessRunner, ColumnsFollowFirstPrintOrder) {
+TEST(ThreadLogFreshProcessRunner, ColumnsFollowFirstPrintOrderAndConcurrentLinesStayWhole) {
   ut::test::TempDir dir;
   const ut::test::ProgramResult r = ut::test::runProgram(
       std::filesystem::read_symlink("/proc/self/exe").string(),
-      {"--gtest_also_run_disabled_tests", "--gtest_filter=ThreadLogFreshProcess.DISABLED_ColumnsFollowFirstPrintOrder"},
+      {"--gtest_also_run_disabled_tests",
+       "--gtest_filter=ThreadLogFreshProcess.DISABLED_ColumnsFollowFirstPrintOrderAndConcurrentLinesStayWhole"},
       dir.path());
   EXPECT_EQ(r.status, 0) << r.out << r.err;
   EXPECT_NE(r.out.find("[  PASSED  ] 1 test"), std::string::npos) << r.out;

@@ -77,7 +77,8 @@ TEST(PlatformExclusiveFile, SecondOpenFailsInProcessWhileReadersStillRead) {
   ut::test::TempDir dir;
   // The on-disk name is the UTF-8 form of the wide one.
   const auto file = dir / "Zeichnung \xC3\x84\xE2\x82\xAC \xF0\x9F\x98\x80.dwl";
-  ExclusiveFile holder = ExclusiveFile::open(wide(dir.path()) + L"/Zeichnung Ä€ \U0001F600.dwl", EDisposition::eCreateNew);
+  ExclusiveFile holder =
+      ExclusiveFile::open(wide(dir.path()) + L"/Zeichnung Ä€ \U0001F600.dwl", EDisposition::eCreateNew);
   ASSERT_TRUE(holder.isOpen()) << up::toUtf8(holder.errorText());
   EXPECT_EQ(holder.path(), wide(file));
   EXPECT_TRUE(holder.errorText().empty());

@@ -95,8 +95,12 @@ TEST(PlatformMountInfo, ParsesFieldsEscapesAndOptionalTags) {
 }
 
 TEST(PlatformMountInfo, NetworkTypes) {
-  for (const char* type : {"nfs4", "cifs", "smb3", "9p", "ceph", "fuse.sshfs"}) EXPECT_TRUE(up::isNetworkFileSystemType(type));
-  for (const char* type : {"ext4", "tmpfs", "fuse", "overlay", "", "nfsd"}) EXPECT_FALSE(up::isNetworkFileSystemType(type));
+  for (const char* type : {"nfs4", "cifs", "smb3", "9p", "ceph", "fuse.sshfs"}) {
+    EXPECT_TRUE(up::isNetworkFileSystemType(type)) << type;
+  }
+  for (const char* type : {"ext4", "tmpfs", "fuse", "overlay", "", "nfsd"}) {
+    EXPECT_FALSE(up::isNetworkFileSystemType(type)) << type;
+  }
 }
 
 TEST(PlatformMountOfPath, LongestMountFollowingLinksAndStoppingAtNetwork) {

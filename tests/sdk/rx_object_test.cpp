@@ -137,7 +137,8 @@ TEST_F(RxClasses, HierarchyDescriptorsQueryXAndCast) {
   EXPECT_EQ(OdDbObject::desc()->myParent(), OdRxObject::desc());
   EXPECT_EQ(TestCircle::desc()->name(), L"TestCircle");
   EXPECT_EQ(TestCircle::desc()->myParent(), TestShape::desc());
-  EXPECT_TRUE(TestCircle::desc()->isDerivedFrom(TestCircle::desc()) && TestCircle::desc()->isDerivedFrom(OdRxObject::desc()));
+  EXPECT_TRUE(TestCircle::desc()->isDerivedFrom(TestCircle::desc()));
+  EXPECT_TRUE(TestCircle::desc()->isDerivedFrom(OdRxObject::desc()));
   EXPECT_FALSE(TestShape::desc()->isDerivedFrom(TestCircle::desc()) || TestCircle::desc()->isDerivedFrom(nullptr));
   EXPECT_EQ(TestInterface::desc()->appNameCallbackPtr(), &renameApp);
 
