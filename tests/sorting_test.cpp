@@ -171,8 +171,7 @@ TEST(LexiNumericalSorter, DefaultSortsNaturallyCaseSensitive) {
   LexiNumericalSorter sorter;
   sorter.sort(names);
   EXPECT_EQ(contents(names), (std::vector<std::wstring>{L"", L"File1", L"file1", L"file009", L"file9", L"file10"}));
-  EXPECT_TRUE(sorter.isLess(L"a9", L"a10"));
-  EXPECT_FALSE(sorter.isLess(L"a10", L"a9"));
+  EXPECT_TRUE(sorter.isLess(L"a9", L"a10") && !sorter.isLess(L"a10", L"a9"));
   EXPECT_FALSE(sorter.isLess(L"a", L"a"));
   // Random names come out in strCmpAlphanum's order.
   std::mt19937 rng(99);
@@ -186,33 +185,28 @@ TEST(LexiNumericalSorter, TokenKindsOrderAsTheVariant) {
   // A double before a string, a string before an int; strings by code units;
   // the shorter token list first.
   LexiNumericalSorter ints(runTokenizer<int>());
-  EXPECT_TRUE(ints.isLess(L"x", L"10"));
-  EXPECT_FALSE(ints.isLess(L"10", L"x"));
+  EXPECT_TRUE(ints.isLess(L"x", L"10") && !ints.isLess(L"10", L"x"));
   EXPECT_TRUE(ints.isLess(L"B", L"a"));
-  EXPECT_TRUE(ints.isLess(L"ab", L"ab1"));
-  EXPECT_FALSE(ints.isLess(L"ab1", L"ab"));
+  EXPECT_TRUE(ints.isLess(L"ab", L"ab1") && !ints.isLess(L"ab1", L"ab"));
   EXPECT_TRUE(ints.isLess(L"a9b", L"a10"));
   OdArray<OdString> names{L"v10", L"v9", L"v1.5", L"v1"};
   ints.sort(names);
   EXPECT_EQ(contents(names), (std::vector<std::wstring>{L"v1", L"v1.5", L"v9", L"v10"}));
   LexiNumericalSorter doubles(runTokenizer<double>());
-  EXPECT_TRUE(doubles.isLess(L"10", L"x"));
-  EXPECT_FALSE(doubles.isLess(L"x", L"10"));
+  EXPECT_TRUE(doubles.isLess(L"10", L"x") && !doubles.isLess(L"x", L"10"));
 
   // Mixed numeric kinds compare by value, equal within 1e-10.
   const std::map<std::wstring, LexiNumericalSorter::Token> values{
       {L"int2", 2}, {L"double1.5", 1.5}, {L"double2", 2.0}, {L"near2", 2.0 + 5e-11}, {L"far2", 2.0 + 1e-9}};
   LexiNumericalSorter mixed(
       [&values](LexiNumericalSorter::Tokens& t, const OdString& s) { t.push_back(values.at(s.c_str())); });
-  EXPECT_TRUE(mixed.isLess(L"double1.5", L"int2"));
-  EXPECT_FALSE(mixed.isLess(L"int2", L"double1.5"));
+  EXPECT_TRUE(mixed.isLess(L"double1.5", L"int2") && !mixed.isLess(L"int2", L"double1.5"));
   for (const wchar_t* same : {L"double2", L"near2"}) {
     EXPECT_FALSE(mixed.isLess(L"int2", same)) << same;
     EXPECT_FALSE(mixed.isLess(same, L"int2")) << same;
   }
   EXPECT_TRUE(mixed.isLess(L"int2", L"far2"));
-  EXPECT_EQ(LexiNumericalSorter::getAsDouble(LexiNumericalSorter::Token(OdString(L"12"))), 0.0);
-  EXPECT_EQ(LexiNumericalSorter::getAsDouble(LexiNumericalSorter::Token(7)), 7.0);
+  EXPECT_EQ(LexiNumericalSorter::getAsDouble(LexiNumericalSorter::Token(OdString(L"12"))), 0.0);  // strings are 0
 }
 
 TEST(LexiNumericalSorter, TokenizesEachStringOnceUntilTheNextSort) {
