@@ -10,25 +10,18 @@
 
 namespace {
 
-// A log target that remembers what reaches it.
+// A log target that remembers what reaches it: level, text and source file.
 class RecordingLog : public wxLog {
  public:
-  struct Entry {
-    wxLogLevel level;
-    std::string text;
-    std::string file;
-  };
-  std::vector<Entry> entries;
-
-  std::vector<std::string> texts() const {
-    std::vector<std::string> out;
-    for (const Entry& e : entries) out.push_back(e.text);
-    return out;
-  }
+  std::vector<std::string> texts;
+  std::vector<wxLogLevel> levels;
+  std::vector<std::string> files;
 
  protected:
   void DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo& info) override {
-    entries.push_back({level, message.utf8_string(), info.filename ? info.filename : ""});
+    texts.push_back(message.utf8_string());
+    levels.push_back(level);
+    files.emplace_back(info.filename ? info.filename : "");
   }
 };
 
@@ -57,18 +50,18 @@ TEST(LogBufferTest, ReplaysEveryRecordInOrderToTheTargetActiveAtDestruction) {
     wxLog::SetActiveTarget(&early);
     wxLogMessage("direct");
     wxLog::SetActiveTarget(&late);
-    EXPECT_TRUE(late.entries.empty()) << "nothing may pass before destruction";
+    EXPECT_TRUE(late.texts.empty()) << "nothing may pass before destruction";
   }
-  EXPECT_EQ(early.texts(), std::vector<std::string>{"direct"});
-  ASSERT_EQ(late.entries.size(), 103u);
-  EXPECT_EQ(late.entries[0].text, "first 1");
-  EXPECT_EQ(late.entries[0].level, wxLOG_Message);
-  EXPECT_EQ(late.entries[1].level, wxLOG_Warning);
-  EXPECT_EQ(late.entries[2].text, "third");
-  EXPECT_EQ(late.entries[2].level, wxLOG_Error);
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(late.entries[3 + i].text, "bulk " + std::to_string(i));
+  EXPECT_EQ(early.texts, std::vector<std::string>{"direct"});
+  std::vector<std::string> expected{"first 1", "second", "third"};
+  for (int i = 0; i < 100; ++i) expected.push_back("bulk " + std::to_string(i));
+  EXPECT_EQ(late.texts, expected);
+  ASSERT_EQ(late.levels.size(), 103u);
+  EXPECT_EQ(late.levels[0], wxLOG_Message);
+  EXPECT_EQ(late.levels[1], wxLOG_Warning);
+  EXPECT_EQ(late.levels[2], wxLOG_Error);
   // The record information travels with the record.
-  EXPECT_NE(late.entries[0].file.find("logbuffer_test.cpp"), std::string::npos);
+  EXPECT_NE(late.files[0].find("logbuffer_test.cpp"), std::string::npos);
 }
 
 TEST(LogBufferTest, NestedBuffersAndCopiesReplayTheirRecords) {
@@ -87,10 +80,10 @@ TEST(LogBufferTest, NestedBuffersAndCopiesReplayTheirRecords) {
     wxLogMessage("outer 2");
     wxLog::SetActiveTarget(&sink);
     const ut::LogBuffer copy(outer);
-    EXPECT_TRUE(sink.entries.empty());
+    EXPECT_TRUE(sink.texts.empty());
   }
   // The copy dies first, then the original: both deliver the same records.
-  EXPECT_EQ(sink.texts(), (std::vector<std::string>{"outer 1", "inner", "outer 2", "outer 1", "inner", "outer 2"}));
+  EXPECT_EQ(sink.texts, (std::vector<std::string>{"outer 1", "inner", "outer 2", "outer 1", "inner", "outer 2"}));
 }
 
 TEST(LogBufferTest, DestroyedWhileActiveWithdrawsAndKeepsItsRecords) {
@@ -111,7 +104,7 @@ TEST(LogBufferTest, DestroyedWhileActiveWithdrawsAndKeepsItsRecords) {
   wxLog::FlushActive();
   const std::string captured = ::testing::internal::GetCapturedStderr();
   EXPECT_NE(captured.find("still buffered"), std::string::npos) << captured;
-  EXPECT_TRUE(sink.entries.empty());
+  EXPECT_TRUE(sink.texts.empty());
   delete wxLog::SetActiveTarget(&sink);  // the fallback target is ours to delete
 }
 

@@ -25,7 +25,7 @@ std::map<std::wstring, std::wstring> attributesOf(const CStringParser& parser) {
 
 }  // namespace
 
-TEST(CStringParser, DocumentedPairs) {
+TEST(CStringParser, DocumentedPairsAndEdgeCases) {
   const Case cases[] = {
       {L"priority={0}  message", true, L"message", {{L"priority", L"0"}}},
       {L"priority={1} entity={hf56} message", true, L"message", {{L"priority", L"1"}, {L"entity", L"hf56"}}},
@@ -38,66 +38,36 @@ TEST(CStringParser, DocumentedPairs) {
       {L"priority= {0}  message", true, L"priority= {0}  message", {}},
       {L"priority={1} x = 5", true, L"x = 5", {{L"priority", L"1"}}},
       {L"priority={1} x = 5  y= 3    z =8", true, L"x = 5  y= 3    z =8", {{L"priority", L"1"}}},
+      // Empty keys and values, white space inside values, tabs and new lines
+      // between attributes.
+      {L"={x}\tk={}\n v={a b  c} text", true, L"text", {{L"", L"x"}, {L"k", L""}, {L"v", L"a b  c"}}},
+      // The first occurrence of a key wins.
+      {L"a={1} a={2} b={3}", true, L"", {{L"a", L"1"}, {L"b", L"3"}}},
+      // Values end at the first '}', so a '{' inside is ordinary; what follows
+      // a value directly starts the next key.
+      {L"a={x{y}} rest", true, L"} rest", {{L"a", L"x{y"}}},
+      {L"a={1}b={2} tail", true, L"tail", {{L"a", L"1"}, {L"b", L"2"}}},
+      // The message keeps its own inner and trailing spaces.
+      {L"   ", true, L"", {}}, {L"", true, L"", {}}, {L"  word", true, L"word", {}},
+      {L"p={1}   spaced   out  ", true, L"spaced   out  ", {{L"p", L"1"}}},
+      // A bare '=' at the end, or "=" followed by something else, ends the attributes.
+      {L"p={1} key=", true, L"key=", {{L"p", L"1"}}},
+      {L"p={1} key=value", true, L"key=value", {{L"p", L"1"}}},
+      {L"p={", false, L"p={", {}},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.input);
     CStringParser parser;
-    EXPECT_EQ(parser.parse(c.input), c.result) << std::wstring(c.input).size();
+    EXPECT_EQ(parser.parse(c.input), c.result);
     EXPECT_EQ(std::wstring(parser.message().c_str()), c.message);
     EXPECT_EQ(attributesOf(parser), c.attributes);
   }
-}
-
-TEST(CStringParser, KeysValuesAndWhiteSpace) {
-  CStringParser parser;
-  // Empty keys and values; white space inside values; tabs and new lines
-  // between attributes.
-  EXPECT_TRUE(parser.parse(L"={x}\tk={}\n v={a b  c} text"));
-  EXPECT_EQ(parser.attribute(L""), OdString(L"x"));
-  EXPECT_EQ(parser.attribute(L"k"), OdString());
-  EXPECT_EQ(parser.attribute(L"v"), OdString(L"a b  c"));
-  EXPECT_EQ(parser.message(), OdString(L"text"));
-  EXPECT_EQ(parser.attributes().size(), 3u);
-
-  // The first occurrence of a key wins.
-  EXPECT_TRUE(parser.parse(L"a={1} a={2} b={3}"));
-  EXPECT_EQ(parser.attribute(L"a"), OdString(L"1"));
-  EXPECT_EQ(parser.attribute(L"b"), OdString(L"3"));
-  EXPECT_EQ(parser.message(), OdString());
-
-  // Values end at the first '}', so a '{' inside is ordinary; what follows a
-  // value directly starts the next key.
-  EXPECT_TRUE(parser.parse(L"a={x{y}} rest"));
-  EXPECT_EQ(parser.attribute(L"a"), OdString(L"x{y"));
-  EXPECT_EQ(parser.message(), OdString(L"} rest"));
-  EXPECT_TRUE(parser.parse(L"a={1}b={2} tail"));
-  EXPECT_EQ(parser.attribute(L"b"), OdString(L"2"));
-  EXPECT_EQ(parser.message(), OdString(L"tail"));
-
   // Keys are case-sensitive; a missing key is empty.
+  CStringParser parser;
+  ASSERT_TRUE(parser.parse(L"a={1} b={3}"));
+  EXPECT_EQ(parser.attribute(L"b"), OdString(L"3"));
   EXPECT_EQ(parser.attribute(L"B"), OdString());
   EXPECT_EQ(parser.attribute(L"missing"), OdString());
-}
-
-TEST(CStringParser, MessageKeepsItsOwnText) {
-  CStringParser parser;
-  EXPECT_TRUE(parser.parse(L"   "));
-  EXPECT_EQ(parser.message(), OdString());
-  EXPECT_TRUE(parser.parse(L""));
-  EXPECT_TRUE(parser.attributes().empty());
-  EXPECT_TRUE(parser.parse(L"  word"));
-  EXPECT_EQ(parser.message(), OdString(L"word"));
-  EXPECT_TRUE(parser.parse(L"p={1}   spaced   out  "));
-  EXPECT_EQ(parser.message(), OdString(L"spaced   out  "));
-  // A bare '=' at the end, or "=" followed by something else, ends the
-  // attributes.
-  EXPECT_TRUE(parser.parse(L"p={1} key="));
-  EXPECT_EQ(parser.message(), OdString(L"key="));
-  EXPECT_TRUE(parser.parse(L"p={1} key=value"));
-  EXPECT_EQ(parser.message(), OdString(L"key=value"));
-  EXPECT_EQ(parser.attribute(L"p"), OdString(L"1"));
-  EXPECT_FALSE(parser.parse(L"p={"));
-  EXPECT_EQ(parser.message(), OdString(L"p={"));
-  EXPECT_TRUE(parser.attributes().empty());
 }
 
 TEST(CStringParser, ReparseAndInitForgetEarlierResults) {

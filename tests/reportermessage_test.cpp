@@ -7,7 +7,6 @@
 #include <wx/arrstr.h>
 #include <wx/translation.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -26,13 +25,11 @@ using ut::ReporterMessageRegistry;
 
 namespace {
 
-// Each test registers its own identifiers and removes them again.
+// Registers an identifier for one test and removes it again.
 class RegisteredKind {
  public:
-  RegisteredKind(const char* id, IReporterMessage::ESeverity severity, IReporterMessage::EHighlightDuration duration,
-                 const std::wstring& text)
-      : m_id(id) {
-    ReporterMessageRegistry::instance().registerMessage(id, severity, duration, text);
+  RegisteredKind(const char* id, IReporterMessage::ESeverity severity, const std::wstring& text) : m_id(id) {
+    ReporterMessageRegistry::instance().registerMessage(id, severity, IReporterMessage::eHighlightLong, text);
   }
   ~RegisteredKind() { ReporterMessageRegistry::instance().unregisterMessage(m_id); }
   RegisteredKind(const RegisteredKind&) = delete;
@@ -51,89 +48,63 @@ OdDbObjectId newObjectId() { return OdDbObjectStore::add(OdDbObject::createObjec
 
 // a < b strictly, and every derived operator agrees.
 void expectOrdered(const IReporterMessage& a, const IReporterMessage& b) {
-  EXPECT_TRUE(a < b);
-  EXPECT_FALSE(b < a);
-  EXPECT_TRUE(b > a);
-  EXPECT_FALSE(a > b);
-  EXPECT_TRUE(a != b);
-  EXPECT_FALSE(a == b);
+  EXPECT_TRUE(a < b && !(b < a));
+  EXPECT_TRUE(b > a && !(a > b));
+  EXPECT_TRUE(a != b && !(a == b));
 }
 
 void expectEquivalent(const IReporterMessage& a, const IReporterMessage& b) {
-  EXPECT_FALSE(a < b);
-  EXPECT_FALSE(b < a);
+  EXPECT_FALSE(a < b || b < a || a > b || a != b);
   EXPECT_TRUE(a == b);
-  EXPECT_FALSE(a != b);
-  EXPECT_FALSE(a > b);
 }
 
-// --- registry -------------------------------------------------------------------------------
+}  // namespace
 
-TEST(ReporterMessageRegistryTest, IdentityIsTheAddressNotTheText) {
+// --- registry and construction -----------------------------------------------------------
+
+TEST(ReporterMessageTest, IdentityIsTheAddressAndUnregisteredIdentifiersGetTheDefaults) {
   ASSERT_NE(static_cast<const void*>(kOpenFailed), static_cast<const void*>(kOpenFailedTwin));
-  const RegisteredKind kind(kOpenFailed, IReporterMessage::eSeverityError, IReporterMessage::eHighlightLong,
-                            L"Could not open the drawing");
-  const ReporterMessageRegistry& registry = ReporterMessageRegistry::instance();
-  EXPECT_EQ(registry.severity(kOpenFailed), IReporterMessage::eSeverityError);
-  EXPECT_EQ(registry.highlightDuration(kOpenFailed), IReporterMessage::eHighlightLong);
-  EXPECT_EQ(registry.message(kOpenFailed), L"Could not open the drawing");
-
-  EXPECT_EQ(registry.severity(kOpenFailedTwin), IReporterMessage::eSeverityMessage);
-  EXPECT_EQ(registry.highlightDuration(kOpenFailedTwin), IReporterMessage::eHighlightNone);
-  EXPECT_EQ(registry.message(kOpenFailedTwin), L"");
-  const std::string copy = kOpenFailed;
-  EXPECT_EQ(registry.message(copy.c_str()), L"");
-}
-
-TEST(ReporterMessageRegistryTest, SecondRegistrationReplacesAndUnregisterForgets) {
-  ReporterMessageRegistry& registry = ReporterMessageRegistry::instance();
-  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityWarning, IReporterMessage::eHighlightShort,
-                           std::wstring(L"first"));
-  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityError, IReporterMessage::eHighlightLong,
-                           std::wstring(L"second"));
-  EXPECT_EQ(registry.severity(kLayerMissing), IReporterMessage::eSeverityError);
-  EXPECT_EQ(registry.highlightDuration(kLayerMissing), IReporterMessage::eHighlightLong);
-  EXPECT_EQ(registry.message(kLayerMissing), L"second");
-  registry.unregisterMessage(kLayerMissing);
-  registry.unregisterMessage(kLayerMissing);  // twice is harmless
-  EXPECT_EQ(registry.severity(kLayerMissing), IReporterMessage::eSeverityMessage);
-  EXPECT_EQ(registry.message(kLayerMissing), L"");
-}
-
-TEST(ReporterMessageRegistryTest, NarrowTextIsWidenedByteByByte) {
-  ReporterMessageRegistry& registry = ReporterMessageRegistry::instance();
-  // "Größe" in Latin-1, and the same word in UTF-8: each byte one character.
-  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityWarning, IReporterMessage::eHighlightShort,
-                           std::string("Gr\xf6\xdf" "e"));
-  EXPECT_EQ(registry.message(kLayerMissing), L"Gr\u00f6\u00dfe");
-  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityWarning, IReporterMessage::eHighlightShort,
-                           std::string("\xc3\xb6"));
-  EXPECT_EQ(registry.message(kLayerMissing), L"\u00c3\u00b6");
-  registry.unregisterMessage(kLayerMissing);
-}
-
-// --- construction -----------------------------------------------------------------------------
-
-TEST(ReporterMessageTest, ConstructionTakesTheRegisteredRecordOrTheDefaults) {
-  const RegisteredKind kind(kOpenFailed, IReporterMessage::eSeverityWarning, IReporterMessage::eHighlightLong,
-                            L"Could not open");
+  const RegisteredKind kind(kOpenFailed, IReporterMessage::eSeverityWarning, L"Could not open");
   const ReporterMessage message(kOpenFailed);
   EXPECT_EQ(message.id(), kOpenFailed);
   EXPECT_EQ(message.message(), L"Could not open");
   EXPECT_EQ(message.additionalInfo(), L"");
   EXPECT_EQ(message.severity(), IReporterMessage::eSeverityWarning);
   EXPECT_EQ(message.highlightDuration(), IReporterMessage::eHighlightLong);
-
-  const ReporterMessage plain(kUnknown);
-  const ReporterMessageFSP fsp(kUnknown);
-  const ReporterMessageObjectId ids(kUnknown);
-  const ReporterMessageCustomCallback callback(kUnknown);
-  for (const IReporterMessage* m : std::initializer_list<const IReporterMessage*>{&plain, &fsp, &ids, &callback}) {
-    EXPECT_EQ(m->id(), kUnknown);
-    EXPECT_EQ(m->severity(), IReporterMessage::eSeverityMessage);
-    EXPECT_EQ(m->highlightDuration(), IReporterMessage::eHighlightNone);
-    EXPECT_TRUE(m->message().empty());
+  // The same text at another address is another, unregistered identifier.
+  const std::string copy = kOpenFailed;
+  for (const char* other : {kOpenFailedTwin, copy.c_str(), kUnknown}) {
+    const ReporterMessage plain(other);
+    const ReporterMessageFSP fsp(other);
+    const ReporterMessageObjectId ids(other);
+    const ReporterMessageCustomCallback callback(other);
+    for (const IReporterMessage* m : std::initializer_list<const IReporterMessage*>{&plain, &fsp, &ids, &callback}) {
+      EXPECT_EQ(m->id(), other);
+      EXPECT_EQ(m->severity(), IReporterMessage::eSeverityMessage);
+      EXPECT_EQ(m->highlightDuration(), IReporterMessage::eHighlightNone);
+      EXPECT_TRUE(m->message().empty());
+    }
   }
+}
+
+TEST(ReporterMessageRegistryTest, SecondRegistrationReplacesNarrowTextWidensAndUnregisterForgets) {
+  ReporterMessageRegistry& registry = ReporterMessageRegistry::instance();
+  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityWarning, IReporterMessage::eHighlightShort,
+                           std::wstring(L"first"));
+  // "Größe" in Latin-1: each byte becomes one character.
+  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityError, IReporterMessage::eHighlightLong,
+                           std::string("Gr\xf6\xdf" "e"));
+  EXPECT_EQ(registry.severity(kLayerMissing), IReporterMessage::eSeverityError);
+  EXPECT_EQ(registry.highlightDuration(kLayerMissing), IReporterMessage::eHighlightLong);
+  EXPECT_EQ(registry.message(kLayerMissing), L"Gr\u00f6\u00dfe");
+  // UTF-8 bytes are not decoded either.
+  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityWarning, IReporterMessage::eHighlightShort,
+                           std::string("\xc3\xb6"));
+  EXPECT_EQ(registry.message(kLayerMissing), L"\u00c3\u00b6");
+  registry.unregisterMessage(kLayerMissing);
+  registry.unregisterMessage(kLayerMissing);  // twice is harmless
+  EXPECT_EQ(registry.severity(kLayerMissing), IReporterMessage::eSeverityMessage);
+  EXPECT_EQ(registry.message(kLayerMissing), L"");
 }
 
 TEST(ReporterMessageTest, CloneIsADeepCopyOfTheSameKind) {
@@ -153,7 +124,6 @@ TEST(ReporterMessageTest, CloneIsADeepCopyOfTheSameKind) {
     EXPECT_EQ(m->additionalInfo(), L"info");
   }
   const auto idsClone = std::dynamic_pointer_cast<ReporterMessageObjectId>(ids.clone());
-  ASSERT_TRUE(idsClone);
   idsClone->addObjectId(newObjectId());
   EXPECT_EQ(ids.objectIdArray().size(), 1u);
   EXPECT_FALSE(*idsClone == ids);
@@ -162,21 +132,22 @@ TEST(ReporterMessageTest, CloneIsADeepCopyOfTheSameKind) {
 // --- ordering -----------------------------------------------------------------------------
 
 TEST(ReporterMessageOrderTest, CommonFieldsDecideInTurn) {
-  const bool openFirst = std::less<const char*>()(kOpenFailed, kLayerMissing);
   const ReporterMessage open(kOpenFailed);
   ReporterMessage layer(kLayerMissing);
   layer.setMessage(L"a");  // text must not matter when the identifiers differ
-  if (openFirst)
+  if (std::less<const char*>()(kOpenFailed, kLayerMissing)) {
     expectOrdered(open, layer);
-  else
+  } else {
     expectOrdered(layer, open);
-
+  }
   ReporterMessage x(kUnknown), y(kUnknown);
   expectEquivalent(x, y);
   x.setMessage(L"b");
   y.setMessage(L"a");
   y.setAdditionalInfo(L"zzz");
   expectOrdered(y, x);  // text before additional info
+  y.setMessage(L"B");
+  expectOrdered(y, x);  // texts by code unit: 'B' (0x42) before 'b' (0x62)
   y.setMessage(L"b");
   x.setAdditionalInfo(L"zz");
   expectOrdered(x, y);  // "zz" < "zzz"
@@ -192,39 +163,22 @@ TEST(ReporterMessageOrderTest, CommonFieldsDecideInTurn) {
   expectEquivalent(x, y);
 }
 
-TEST(ReporterMessageOrderTest, TextsCompareByCodeUnit) {
-  ReporterMessage lower(kUnknown), upper(kUnknown), accented(kUnknown);
-  lower.setMessage(L"a");
-  upper.setMessage(L"B");
-  accented.setMessage(L"\u00e0");
-  expectOrdered(upper, lower);  // 'B' (0x42) before 'a' (0x61)
-  expectOrdered(lower, accented);
-}
-
 TEST(ReporterMessageOrderTest, ObjectIdMessagesOrderByCountThenIds) {
   const OdDbObjectId first = newObjectId();
   const OdDbObjectId second = newObjectId();
   ASSERT_TRUE(first < second);
-
-  ReporterMessageObjectId one(kUnknown), two(kUnknown);
+  ReporterMessageObjectId none(kUnknown), one(kUnknown), two(kUnknown);
   one.addObjectId(second);
   two.addObjectId(first);
   two.addObjectId(first);
+  expectOrdered(none, one);
   expectOrdered(one, two);  // fewer identifiers first, whatever they are
-
   ReporterMessageObjectId low(kUnknown), high(kUnknown);
-  low.addObjectId(first);
-  low.addObjectId(second);
-  high.addObjectId(second);
-  high.addObjectId(first);
+  low.setObjectIdArray(OdArray<OdDbObjectId>{first, second});
+  high.setObjectIdArray(OdArray<OdDbObjectId>{second, first});
   expectOrdered(low, high);
   high.setObjectIdArray(low.objectIdArray());
   expectEquivalent(low, high);
-
-  const ReporterMessageObjectId none(kUnknown), alsoNone(kUnknown);
-  expectEquivalent(none, alsoNone);
-  expectOrdered(none, one);
-
   // Common fields come first.
   two.setMessage(L"a");
   one.setMessage(L"b");
@@ -239,11 +193,9 @@ TEST(ReporterMessageOrderTest, FspMessagesOrderByFileBlockThenPaths) {
   b.setFileName(L"b.dwg");
   a.setBlockName(L"Z");
   expectOrdered(a, b);  // file name before block name
-
   b.setFileName(L"a.dwg");
   b.setBlockName(L"Y");
   expectOrdered(b, a);
-
   b.setBlockName(L"Z");
   a.addFullSubentPath(OdDbFullSubentPath(entity, OdDbSubentId(OdDb::kEdgeSubentType, 2)));
   b.addFullSubentPath(OdDbFullSubentPath(entity, OdDbSubentId(OdDb::kEdgeSubentType, 1)));
@@ -254,7 +206,6 @@ TEST(ReporterMessageOrderTest, FspMessagesOrderByFileBlockThenPaths) {
   expectOrdered(a, b);  // a prefix comes first
   a.addFullSubentPath(OdDbFullSubentPath(later, OdDbSubentId()));
   expectOrdered(b, a);
-
   // The handle is not part of the order.
   ReporterMessageFSP c(kUnknown), d(kUnknown);
   c.setEntityHandle(OdDbHandle(1));
@@ -281,9 +232,9 @@ TEST(ReporterMessageOrderTest, MixedKindsCompareOnCommonFieldsOnly) {
   fsp.setFileName(L"x.dwg");
   callback.setCallbackName(L"cb");
   const std::vector<const IReporterMessage*> all{&plain, &ids, &fsp, &callback};
-  for (const IReporterMessage* a : all)
+  for (const IReporterMessage* a : all) {
     for (const IReporterMessage* b : all) expectEquivalent(*a, *b);
-
+  }
   // A difference in the common fields orders them whatever their kinds.
   ids.setAdditionalInfo(L"1");
   fsp.setAdditionalInfo(L"2");
@@ -291,17 +242,18 @@ TEST(ReporterMessageOrderTest, MixedKindsCompareOnCommonFieldsOnly) {
   expectOrdered(plain, ids);
   expectOrdered(ids, fsp);
   expectOrdered(fsp, callback);
-  expectOrdered(plain, callback);
 }
 
 // --- translation ---------------------------------------------------------------------------
+
+namespace {
 
 // A binary message catalogue (the gettext .mo layout, little-endian) holding
 // `entries`, sorted by original text: a header, the table of originals, the
 // table of translations (length and offset of each), then the texts.
 std::string buildCatalogue(const std::vector<std::pair<std::string, std::string>>& entries) {
   const auto n = static_cast<std::uint32_t>(entries.size());
-  std::string table, pool;
+  std::string header, table, pool;
   const auto put = [](std::string& out, std::uint32_t v) {
     for (int i = 0; i < 4; ++i) out += static_cast<char>((v >> (8 * i)) & 0xff);
   };
@@ -314,11 +266,11 @@ std::string buildCatalogue(const std::vector<std::pair<std::string, std::string>
       pool += text + '\0';
     }
   }
-  std::string header;
   for (const std::uint32_t v : {0x950412deu, 0u, n, 28u, 28 + 8 * n, 0u, texts}) put(header, v);
   return header + table + pool;
 }
 
+// Serves a French catalogue of the "uttest" domain from memory.
 class MemoryLoader : public wxTranslationsLoader {
  public:
   explicit MemoryLoader(std::string data) : m_data(std::move(data)) {}
@@ -336,49 +288,30 @@ class MemoryLoader : public wxTranslationsLoader {
   std::string m_data;
 };
 
-// Installs a French catalogue for the test and removes it again.
-class FrenchCatalogue {
- public:
-  FrenchCatalogue() {
-    auto translations = std::make_unique<wxTranslations>();
-    translations->SetLoader(new MemoryLoader(buildCatalogue({
-        {"", "Content-Type: text/plain; charset=UTF-8\n"},
-        {"Could not open", "Ouverture impossible"},
-        {"Layer \xc3\xa0 missing", "Calque \xc3\xa0 absent"},
-    })));
-    translations->SetLanguage("fr");
-    m_loaded = translations->AddCatalog("uttest");
-    wxTranslations::Set(translations.release());
-  }
-  ~FrenchCatalogue() { wxTranslations::Set(nullptr); }
-  FrenchCatalogue(const FrenchCatalogue&) = delete;
-  FrenchCatalogue& operator=(const FrenchCatalogue&) = delete;
-  bool loaded() const { return m_loaded; }
-
- private:
-  bool m_loaded = false;
-};
+}  // namespace
 
 TEST(ReporterMessageTranslationTest, RegisteredTextIsTranslatedWhenACatalogueKnowsIt) {
-  const RegisteredKind open(kOpenFailed, IReporterMessage::eSeverityError, IReporterMessage::eHighlightShort,
-                            L"Could not open");
-  const RegisteredKind layer(kLayerMissing, IReporterMessage::eSeverityError, IReporterMessage::eHighlightShort,
-                             L"Layer \u00e0 missing");
-  const RegisteredKind other(kOpenFailedTwin, IReporterMessage::eSeverityError, IReporterMessage::eHighlightShort,
-                             L"Not in the catalogue");
+  const RegisteredKind open(kOpenFailed, IReporterMessage::eSeverityError, L"Could not open");
+  const RegisteredKind layer(kLayerMissing, IReporterMessage::eSeverityError, L"Layer \u00e0 missing");
+  const RegisteredKind other(kOpenFailedTwin, IReporterMessage::eSeverityError, L"Not in the catalogue");
   EXPECT_EQ(ReporterMessage(kOpenFailed).message(), L"Could not open");  // no catalogue yet
-  {
-    const FrenchCatalogue french;
-    ASSERT_TRUE(french.loaded());
-    EXPECT_EQ(ReporterMessage(kOpenFailed).message(), L"Ouverture impossible");
-    EXPECT_EQ(ReporterMessageObjectId(kLayerMissing).message(), L"Calque \u00e0 absent");
-    EXPECT_EQ(ReporterMessage(kOpenFailedTwin).message(), L"Not in the catalogue");
-    // The empty text stays empty although the catalogue has an entry for it.
-    EXPECT_EQ(ReporterMessage(kUnknown).message(), L"");
-    // The registry itself keeps the original.
-    EXPECT_EQ(ReporterMessageRegistry::instance().message(kOpenFailed), L"Could not open");
-  }
+
+  auto translations = std::make_unique<wxTranslations>();
+  translations->SetLoader(new MemoryLoader(buildCatalogue({
+      {"", "Content-Type: text/plain; charset=UTF-8\n"},
+      {"Could not open", "Ouverture impossible"},
+      {"Layer \xc3\xa0 missing", "Calque \xc3\xa0 absent"},
+  })));
+  translations->SetLanguage("fr");
+  ASSERT_TRUE(translations->AddCatalog("uttest"));
+  wxTranslations::Set(translations.release());
+  EXPECT_EQ(ReporterMessage(kOpenFailed).message(), L"Ouverture impossible");
+  EXPECT_EQ(ReporterMessageObjectId(kLayerMissing).message(), L"Calque \u00e0 absent");
+  EXPECT_EQ(ReporterMessage(kOpenFailedTwin).message(), L"Not in the catalogue");
+  // The empty text stays empty although the catalogue has an entry for it.
+  EXPECT_EQ(ReporterMessage(kUnknown).message(), L"");
+  // The registry itself keeps the original.
+  EXPECT_EQ(ReporterMessageRegistry::instance().message(kOpenFailed), L"Could not open");
+  wxTranslations::Set(nullptr);
   EXPECT_EQ(ReporterMessage(kOpenFailed).message(), L"Could not open");
 }
-
-}  // namespace

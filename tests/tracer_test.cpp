@@ -7,10 +7,13 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <chrono>
+#include <climits>
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -25,17 +28,9 @@ class ScopedEnv {
  public:
   ScopedEnv(const char* name, const char* value) : m_name(name) {
     if (const char* old = std::getenv(name)) m_old = old;
-    if (value)
-      ::setenv(name, value, 1);
-    else
-      ::unsetenv(name);
+    value ? ::setenv(name, value, 1) : ::unsetenv(name);
   }
-  ~ScopedEnv() {
-    if (m_old)
-      ::setenv(m_name.c_str(), m_old->c_str(), 1);
-    else
-      ::unsetenv(m_name.c_str());
-  }
+  ~ScopedEnv() { m_old ? ::setenv(m_name.c_str(), m_old->c_str(), 1) : ::unsetenv(m_name.c_str()); }
   ScopedEnv(const ScopedEnv&) = delete;
   ScopedEnv& operator=(const ScopedEnv&) = delete;
 
@@ -44,27 +39,60 @@ class ScopedEnv {
   std::optional<std::string> m_old;
 };
 
-struct AssertRecord {
-  std::string expression;
-  bool hasMessage = false;
-  std::string file;
-  int line = 0;
-};
-std::vector<AssertRecord> g_asserts;
+// What the assertion callbacks saw, one entry per call.
+std::vector<std::string> g_asserts;
 
 int recordAssert(const char* expression, const char* message, const char* file, int line) {
-  g_asserts.push_back({expression ? expression : "", message != nullptr, file ? file : "", line});
+  g_asserts.push_back(std::string(expression) + "|" + (message ? message : "<null>") + "|" + file + "|" +
+                      std::to_string(line));
+  return 0;
+}
+int second(const char*, const char*, const char*, int) {
+  g_asserts.push_back("second");
+  return 0;
+}
+int third(const char*, const char*, const char*, int) {
+  g_asserts.push_back("third");
+  return 0;
+}
+// Removes itself and adds `third`: changes take effect from the next call.
+int selfRemoving(const char*, const char*, const char*, int) {
+  g_asserts.push_back("selfRemoving");
+  ut::removeAssertCallback(&selfRemoving);
+  ut::addAssertCallback(&third);
   return 0;
 }
 
-// The tracer is process-wide: every test starts and ends with it closed,
-// off, unindented and with an empty area mask, and with no lock registered.
+// A lock that counts and knows whether it is held.
+class MutexLock : public ut::SafeTracerAccessorLock {
+ public:
+  void lock() override {
+    m_mutex.lock();
+    ++m_locks;
+    m_held = true;
+  }
+  void unlock() override {
+    m_held = false;
+    ++m_unlocks;
+    m_mutex.unlock();
+  }
+  std::mutex m_mutex;
+  std::atomic<int> m_locks{0};
+  std::atomic<int> m_unlocks{0};
+  std::atomic<bool> m_held{false};
+};
+
+// The tracer and the assertion list are process-wide: every test starts and
+// ends with the tracer closed, off, unindented, with an empty area mask and no
+// lock, and with no assertion callback registered.
 class TracerTest : public ::testing::Test {
  protected:
   void SetUp() override { reset(); }
   void TearDown() override {
     reset();
-    ut::removeAssertCallback(&recordAssert);
+    for (ut::AssertCallback callback : {&recordAssert, &second, &third, &selfRemoving}) {
+      ut::removeAssertCallback(callback);
+    }
     g_asserts.clear();
   }
   static void reset() {
@@ -75,6 +103,13 @@ class TracerTest : public ::testing::Test {
   }
   std::string file(const char* name) const { return (m_dir / name).string(); }
   std::string contents(const char* name) const { return ut::test::readFileBytes(m_dir / name); }
+  // Opens t.txt at `level` with area mask `area`.
+  void open(int level, int area = 0) { m_tracer.setStreamName(file("t.txt").c_str(), level, area); }
+  // Closes the file and answers what it holds.
+  std::string closeAndRead() {
+    m_tracer.freeStream();
+    return contents("t.txt");
+  }
 
   ut::test::TempDir m_dir;
   UtTracer& m_tracer = UtTracer::tracer();
@@ -84,104 +119,79 @@ class TracerTest : public ::testing::Test {
 
 TEST_F(TracerTest, UnsetLevelLeavesTracingOffButRemembersTheName) {
   const ScopedEnv level("TDM_LOG_LEVEL", nullptr);
-  const std::string name = file("trace.txt");
-  m_tracer.setStreamName(name.c_str());
+  ASSERT_TRUE(ut::test::writeFileBytes(m_dir / "t.txt", "old content that must go\n"));
+  m_tracer.setStreamName(file("t.txt").c_str());
   EXPECT_EQ(m_tracer.traceLevel(), -1);
   EXPECT_FALSE(m_tracer.isOpen());
-  EXPECT_FALSE(std::filesystem::exists(name));
-
-  // The remembered name is what a later level opens.
+  EXPECT_EQ(contents("t.txt"), "old content that must go\n");
+  // The remembered name is what a later level opens, emptied.
   m_tracer.setTraceLevel(2);
   EXPECT_TRUE(m_tracer.isOpen());
   m_tracer.str(2) << "late" << std::endl;
-  m_tracer.freeStream();
-  EXPECT_EQ(contents("trace.txt"), "2> late\n");
+  EXPECT_EQ(closeAndRead(), "2> late\n");
 }
 
-TEST_F(TracerTest, LevelFromEnvironmentAndNegativeAreaMeansEveryArea) {
-  const ScopedEnv level("TDM_LOG_LEVEL", "2");
-  const ScopedEnv area("TDM_LOG_AREA", "-5");
-  ASSERT_TRUE(ut::test::writeFileBytes(m_dir / "trace.txt", "old content that must go\n"));
-  m_tracer.setStreamName(file("trace.txt").c_str());
-  EXPECT_EQ(m_tracer.traceLevel(), 2);
-  EXPECT_TRUE(m_tracer.isOpen());
-  EXPECT_TRUE(m_tracer.checkArea(0));  // mask 0: everything passes
-  EXPECT_TRUE(m_tracer.checkArea(0x40));
-  m_tracer.freeStream();
-  EXPECT_EQ(contents("trace.txt"), "");
-}
-
-TEST_F(TracerTest, EnvironmentValuesFollowAtoiRules) {
-  struct Case {
-    const char* level;
-    int expected;
-  } cases[] = {{"  7", 7}, {"+3", 3}, {"4abc", 4}, {"abc", 0}, {"-2", -2}, {"99999999999999", 2147483647}};
-  for (const Case& c : cases) {
-    const ScopedEnv level("TDM_LOG_LEVEL", c.level);
+TEST_F(TracerTest, LevelAndAreaFromTheEnvironment) {
+  // The level is read as atoi reads it; out-of-range values saturate.
+  const std::pair<const char*, int> levels[] = {
+      {"  +7", 7}, {"4abc", 4}, {"abc", 0}, {"-2", -2}, {"99999999999999", INT_MAX}};
+  for (const auto& [text, expected] : levels) {
+    const ScopedEnv level("TDM_LOG_LEVEL", text);
     m_tracer.setStreamName(nullptr);
-    EXPECT_EQ(m_tracer.traceLevel(), c.expected) << c.level;
+    EXPECT_EQ(m_tracer.traceLevel(), expected) << text;
     m_tracer.freeStream();
   }
-}
-
-TEST_F(TracerTest, AreaMaskFromEnvironment) {
   const ScopedEnv level("TDM_LOG_LEVEL", "1");
   {
     const ScopedEnv area("TDM_LOG_AREA", "6");
     m_tracer.setStreamName(nullptr);
-    EXPECT_TRUE(m_tracer.checkArea(2));
-    EXPECT_TRUE(m_tracer.checkArea(4 | 8));
-    EXPECT_FALSE(m_tracer.checkArea(1));
-    EXPECT_FALSE(m_tracer.checkArea(0));
+    EXPECT_TRUE(m_tracer.checkArea(2) && m_tracer.checkArea(4 | 8));
+    EXPECT_FALSE(m_tracer.checkArea(1) || m_tracer.checkArea(0));
+  }
+  {
+    const ScopedEnv area("TDM_LOG_AREA", "-5");  // negative: mask 0, every area passes
+    m_tracer.setStreamName(nullptr);
+    EXPECT_TRUE(m_tracer.checkArea(0) && m_tracer.checkArea(0x40));
   }
   // Unset: mask 0 when opening, but -1 (every non-zero area) for readArea.
   m_tracer.setStreamName(nullptr);
   EXPECT_TRUE(m_tracer.checkArea(0));
   m_tracer.readArea();
   EXPECT_FALSE(m_tracer.checkArea(0));
-  EXPECT_TRUE(m_tracer.checkArea(1));
-  EXPECT_TRUE(m_tracer.checkArea(static_cast<int>(0x80000000u)));
-}
+  EXPECT_TRUE(m_tracer.checkArea(1) && m_tracer.checkArea(static_cast<int>(0x80000000u)));
 
-TEST_F(TracerTest, ExplicitLevelIgnoresEnvironment) {
-  const ScopedEnv level("TDM_LOG_LEVEL", "9");
+  // An explicit level ignores the environment; a negative one stops before
+  // the area is taken and opens nothing.
   const ScopedEnv area("TDM_LOG_AREA", "1");
   m_tracer.setStreamName(file("t.txt").c_str(), 4, -3);
   EXPECT_EQ(m_tracer.traceLevel(), 4);
-  EXPECT_TRUE(m_tracer.checkArea(2));  // negative mask became 0
-  EXPECT_TRUE(m_tracer.isOpen());
-
+  EXPECT_TRUE(m_tracer.isOpen() && m_tracer.checkArea(2));  // negative mask became 0
   m_tracer.setStreamName(file("u.txt").c_str(), -1, 2);
-  EXPECT_EQ(m_tracer.traceLevel(), -1);
   EXPECT_FALSE(m_tracer.isOpen());
   EXPECT_FALSE(std::filesystem::exists(m_dir / "u.txt"));
-  EXPECT_TRUE(m_tracer.checkArea(2)) << "a negative level stops before the area is taken";
+  EXPECT_TRUE(m_tracer.checkArea(2));
 }
 
 TEST_F(TracerTest, SetTraceLevelOnOpenFileSilencesIt) {
-  m_tracer.setStreamName(file("t.txt").c_str(), 1, 0);
+  open(1);
   m_tracer.str(1) << "before" << std::endl;
   m_tracer.setTraceLevel(1);  // same level: nothing happens
   m_tracer.str(1) << "same" << std::endl;
-  m_tracer.setTraceLevel(3);
+  m_tracer.setTraceLevel(3);  // another level: the stream fails, deliberately
   EXPECT_EQ(m_tracer.traceLevel(), 3);
   EXPECT_TRUE(m_tracer.isOpen());
   m_tracer.str(3) << "after" << std::endl;
   m_tracer.setTraceLevel(-1);  // off, but the file stays open
   EXPECT_TRUE(m_tracer.isOpen());
-  m_tracer.freeStream();
-  EXPECT_EQ(contents("t.txt"), "1> before\n1> same\n");
-
+  EXPECT_EQ(closeAndRead(), "1> before\n1> same\n");
   // A fresh setStreamName clears the failure.
-  m_tracer.setStreamName(file("t.txt").c_str(), 2, 0);
+  open(2);
   m_tracer.str(2) << "clean" << std::endl;
-  m_tracer.freeStream();
-  EXPECT_EQ(contents("t.txt"), "2> clean\n");
+  EXPECT_EQ(closeAndRead(), "2> clean\n");
 }
 
 TEST_F(TracerTest, StandardOutputWhileNoFileIsOpen) {
-  const std::string name = (m_dir / "missing" / "t.txt").string();
-  m_tracer.setStreamName(name.c_str(), 2, 0);  // cannot be opened: not reported
+  m_tracer.setStreamName((m_dir / "missing" / "t.txt").c_str(), 2, 0);  // cannot be opened: not reported
   EXPECT_EQ(m_tracer.traceLevel(), 2);
   EXPECT_FALSE(m_tracer.isOpen());
   ::testing::internal::CaptureStdout();
@@ -194,39 +204,31 @@ TEST_F(TracerTest, StandardOutputWhileNoFileIsOpen) {
 // --- line format and operators ------------------------------------------------------------
 
 TEST_F(TracerTest, TracedScopeProducesCallInnerDone) {
-  m_tracer.setStreamName(file("t.txt").c_str(), 3, 0);
+  open(3);
   {
     const ut::TraceIndenter scope(3, "load", 1);
     ut::SafeTracerAccessor access;
     if (access.get().traceLevel() >= 3 && access.get().checkArea(1)) access.get().str(3) << "inner" << std::endl;
   }
-  m_tracer.freeStream();
-  EXPECT_EQ(contents("t.txt"), "3> Call load()\n3>   inner\n3> Done load()\n");
+  EXPECT_EQ(closeAndRead(), "3> Call load()\n3>   inner\n3> Done load()\n");
 }
 
-TEST_F(TracerTest, NestedScopesIndentByTwoAndLevelFilters) {
-  m_tracer.setStreamName(file("t.txt").c_str(), 2, 0);
+TEST_F(TracerTest, NestedScopesIndentByTwoAndFilterByLevelAndArea) {
+  open(2);
   {
     const ut::TraceIndenter outer(1, "outer", 0);
-    {
-      const ut::TraceIndenter hidden(3, "hidden", 0);  // above the level: no line, no indent
-      const ut::TraceIndenter inner(2, "inner", 0);
-      const ut::TraceIndenter unnamed(2, nullptr, 0);  // indents without a line
-      const ut::TraceIndenter empty(2, "", 0);
-      m_tracer.str(2) << "deep" << std::endl;
-    }
+    const ut::TraceIndenter hidden(3, "hidden", 0);  // above the level: no line, no indent
+    const ut::TraceIndenter inner(2, "inner", 0);
+    const ut::TraceIndenter unnamed(2, nullptr, 0);  // indents without a line
+    const ut::TraceIndenter empty(2, "", 0);
+    m_tracer.str(2) << "deep" << std::endl;
   }
-  m_tracer.freeStream();
-  EXPECT_EQ(contents("t.txt"),
-            "1> Call outer()\n"
-            "2>   Call inner()\n"
-            "2>         deep\n"
-            "2>   Done inner()\n"
-            "1> Done outer()\n");
-}
+  EXPECT_EQ(closeAndRead(),
+            "1> Call outer()\n2>   Call inner()\n2>         deep\n2>   Done inner()\n1> Done outer()\n");
 
-TEST_F(TracerTest, IndenterFilteredByAreaStillUnindents) {
-  m_tracer.setStreamName(file("t.txt").c_str(), 1, 4);
+  // An indenter filtered out by its area does not indent but still unindents,
+  // never below 0.
+  open(1, 4);
   m_tracer.incIndent();
   m_tracer.incIndent();
   {
@@ -238,13 +240,12 @@ TEST_F(TracerTest, IndenterFilteredByAreaStillUnindents) {
     const ut::TraceIndenter a(1, nullptr, 1);
     const ut::TraceIndenter b(1, nullptr, 1);
   }
-  m_tracer.str(1) << "floor" << std::endl;  // clamped at 0, never negative
-  m_tracer.freeStream();
-  EXPECT_EQ(contents("t.txt"), "1>     inside\n1>   after\n1> floor\n");
+  m_tracer.str(1) << "floor" << std::endl;
+  EXPECT_EQ(closeAndRead(), "1>     inside\n1>   after\n1> floor\n");
 }
 
 TEST_F(TracerTest, ValuesAreFormattedAsDocumented) {
-  m_tracer.setStreamName(file("t.txt").c_str(), 1, 0);
+  open(1);
   const void* null = nullptr;
   int object = 0;
   m_tracer << true << " " << false << "|" << null << "|" << std::chrono::nanoseconds(1'500'000'000) << "|"
@@ -253,32 +254,28 @@ TEST_F(TracerTest, ValuesAreFormattedAsDocumented) {
            << "|" << static_cast<const char*>(nullptr) << std::hex << 255 << std::dec << "|"
            << std::this_thread::get_id() << "|" << std::thread::id() << "|" << static_cast<const void*>(&object)
            << std::endl;
-  m_tracer.freeStream();
   std::ostringstream pointer;
   pointer << static_cast<const void*>(&object);
   // The file stream writes numbers with 16 significant digits.
-  EXPECT_EQ(contents("t.txt"), "TRUE FALSE|NULL PTR|1.5|1e-09|-7|7|-8|9|-1234567890123|18446744073709551615|"
-                               "0.3333333333333333|str|ff|" +
-                                   std::to_string(static_cast<unsigned long long>(::pthread_self())) + "|0|" +
-                                   pointer.str() + "\n");
+  EXPECT_EQ(closeAndRead(), "TRUE FALSE|NULL PTR|1.5|1e-09|-7|7|-8|9|-1234567890123|18446744073709551615|"
+                            "0.3333333333333333|str|ff|" +
+                                std::to_string(static_cast<unsigned long long>(::pthread_self())) + "|0|" +
+                                pointer.str() + "\n");
 }
 
 TEST_F(TracerTest, WideTextIsNarrowedAndCutWithoutSplittingCharacters) {
-  const char* previous = std::setlocale(LC_CTYPE, nullptr);
-  const std::string saved = previous ? previous : "C";
+  const std::string saved = std::setlocale(LC_CTYPE, nullptr);
   if (!std::setlocale(LC_CTYPE, "C.UTF-8")) GTEST_SKIP() << "no UTF-8 locale";
-  m_tracer.setStreamName(file("t.txt").c_str(), 1, 0);
+  open(1);
   // 510 ASCII characters then 'é' (two bytes in UTF-8): it does not fit in 511.
-  std::wstring text(510, L'a');
-  text += L"\u00e9\u00e9";
+  const std::wstring text = std::wstring(510, L'a') + L"\u00e9\u00e9";
   m_tracer << L"\u00e9" << "|" << static_cast<const wchar_t*>(nullptr) << "|" << text.c_str() << "|"
            << std::wstring(600, L'w').c_str() << std::endl;
   // std::wstring goes character by character through the stream's (classic)
   // locale, which has no 'é'.
   m_tracer << std::wstring(L"\u00e9t\u00e9") << std::endl;
-  m_tracer.freeStream();
   std::setlocale(LC_CTYPE, saved.c_str());
-  EXPECT_EQ(contents("t.txt"), "\xc3\xa9||" + std::string(510, 'a') + "|" + std::string(511, 'w') + "\n?t?\n");
+  EXPECT_EQ(closeAndRead(), "\xc3\xa9||" + std::string(510, 'a') + "|" + std::string(511, 'w') + "\n?t?\n");
 }
 
 TEST_F(TracerTest, ReporterMessageIsWrittenOnTwoLines) {
@@ -288,48 +285,133 @@ TEST_F(TracerTest, ReporterMessageIsWrittenOnTwoLines) {
                                                           std::wstring(L"Layer missing"));
   const ut::ReporterMessage message(kId);
   ut::ReporterMessageRegistry::instance().unregisterMessage(kId);
-  m_tracer.setStreamName(file("t.txt").c_str(), 1, 0);
+  open(1);
   m_tracer << message;
-  m_tracer.freeStream();
-  EXPECT_EQ(contents("t.txt"), "Message type TRACER_TEST_MESSAGE\nMessage Layer missing\n");
+  EXPECT_EQ(closeAndRead(), "Message type TRACER_TEST_MESSAGE\nMessage Layer missing\n");
 }
 
 TEST_F(TracerTest, CallStackAnswerIsFixedAtFirstUse) {
   const bool developer = std::getenv("TDM_DEV") != nullptr;
-  m_tracer.setStreamName(file("t.txt").c_str(), 1, 0);
+  open(1);
   m_tracer.traceCallStack();
   {
     const ScopedEnv flipped("TDM_DEV", developer ? nullptr : "1");
     m_tracer.traceCallStack();
   }
-  m_tracer.freeStream();
   const std::string once = developer ? ut::getCallStack() : "Call stack trace is available if TDM_DEV is set\n";
-  EXPECT_EQ(contents("t.txt"), once + once);
+  EXPECT_EQ(closeAndRead(), once + once);
   EXPECT_EQ(ut::getCallStack(), "");
 }
 
-// --- freeStream and the assertion -----------------------------------------------------------
+// --- assertions ------------------------------------------------------------------------------
 
 TEST_F(TracerTest, UnbalancedIndentationIsAssertedAndReset) {
   ut::addAssertCallback(&recordAssert);
-  m_tracer.setStreamName(file("t.txt").c_str(), 1, 0);
+  open(1);
   m_tracer.incIndent();
   m_tracer.freeStream();
-  ASSERT_EQ(g_asserts.size(), 1u);
-  EXPECT_EQ(g_asserts[0].expression, "0 == m_indent");
-  EXPECT_FALSE(g_asserts[0].hasMessage);
-  EXPECT_EQ(g_asserts[0].file, "src/utils/ut_log");
-  EXPECT_EQ(g_asserts[0].line, 198);
+  EXPECT_EQ(g_asserts, std::vector<std::string>{"0 == m_indent|<null>|src/utils/ut_log|198"});
   EXPECT_EQ(m_tracer.traceLevel(), -1);
   EXPECT_FALSE(m_tracer.isOpen());
-
   // The indentation is back at 0: the next trace starts flush left and a
   // balanced session asserts nothing.
-  m_tracer.setStreamName(file("t.txt").c_str(), 1, 0);
+  open(1);
   m_tracer.str(1) << "x" << std::endl;
-  m_tracer.freeStream();
+  EXPECT_EQ(closeAndRead(), "1> x\n");
   EXPECT_EQ(g_asserts.size(), 1u);
-  EXPECT_EQ(contents("t.txt"), "1> x\n");
+}
+
+TEST_F(TracerTest, AssertCallbacksRunInListOrderOnceEachAndMayChangeTheList) {
+  ut::addAssertCallback(&recordAssert);
+  ut::addAssertCallback(&second);
+  ut::addAssertCallback(nullptr);
+  ut::callAssert("a > b", "bad", "src/x", 12);
+  ut::addAssertCallback(&selfRemoving);
+  ut::addAssertCallback(&recordAssert);  // moves to the end, once
+  ut::callAssert("e", "m", "f", 3);      // selfRemoving swaps itself for `third` from the next call on
+  ut::removeAssertCallback(nullptr);     // unknown or null: harmless
+  ut::removeAssertCallback(&recordAssert);
+  ut::callAssert("e", nullptr, "f", 1);
+  EXPECT_EQ(g_asserts, (std::vector<std::string>{"a > b|bad|src/x|12", "second", "second", "selfRemoving",
+                                                 "e|m|f|3", "second", "third"}));
+}
+
+// --- threads ---------------------------------------------------------------------------------
+
+TEST_F(TracerTest, LockedWritersNeverInterleaveLines) {
+  MutexLock lock;
+  ut::SafeTracerAccessor::setLocker(&lock);
+  open(2);
+  constexpr int kThreads = 4;
+  constexpr int kLines = 300;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < kLines; ++i) {
+        ut::SafeTracerAccessor access;
+        UtTracer& tracer = access.get();
+        if (tracer.traceLevel() < 2) continue;
+        // Many small pieces per line: without the lock they would mix.
+        tracer.str(2) << "thread " << t << " line " << i << " ";
+        for (int c = 0; c < 40; ++c) tracer << std::string(1, static_cast<char>('a' + t));
+        tracer << std::endl;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  // Every line whole, each thread's lines in its own order.
+  std::vector<std::vector<std::string>> byThread(kThreads);
+  std::istringstream in(closeAndRead());
+  for (std::string line; std::getline(in, line);) {
+    const int t = line.size() > 10 ? line[10] - '0' : -1;  // "2> thread T ..."
+    ASSERT_TRUE(t >= 0 && t < kThreads) << line;
+    byThread[t].push_back(line);
+  }
+  for (int t = 0; t < kThreads; ++t) {
+    std::vector<std::string> expected;
+    for (int i = 0; i < kLines; ++i) {
+      expected.push_back("2> thread " + std::to_string(t) + " line " + std::to_string(i) + " " +
+                         std::string(40, static_cast<char>('a' + t)));
+    }
+    EXPECT_EQ(byThread[t], expected) << "thread " << t;
+  }
+  EXPECT_EQ(lock.m_locks.load(), kThreads * kLines);
+  EXPECT_EQ(lock.m_unlocks.load(), kThreads * kLines);
+}
+
+TEST_F(TracerTest, AccessorAndActiveIndentersHoldTheRegisteredLock) {
+  MutexLock lock;
+  ut::SafeTracerAccessor::setLocker(&lock);
+  {
+    const ut::SafeTracerAccessor access;
+    EXPECT_TRUE(lock.m_held.load());
+    // Swapping the registration mid-scope must not unlock a lock never taken.
+    ut::SafeTracerAccessor::setLocker(nullptr);
+  }
+  EXPECT_FALSE(lock.m_held.load());
+  EXPECT_EQ(lock.m_unlocks.load(), 1);
+  { const ut::SafeTracerAccessor unlocked; }
+  EXPECT_EQ(lock.m_locks.load(), 1);
+
+  ut::SafeTracerAccessor::setLocker(&lock);
+  open(2, 1);
+  {
+    const ut::TraceIndenter tooDetailed(3, "x", 1);  // level fails: no lock either way
+  }
+  EXPECT_EQ(lock.m_locks.load(), 1);
+  {
+    const ut::TraceIndenter active(2, "y", 1);
+    EXPECT_EQ(lock.m_locks.load(), 2);
+    EXPECT_FALSE(lock.m_held.load());  // only while writing its line
+  }
+  EXPECT_EQ(lock.m_locks.load(), 3);
+  {
+    const ut::TraceIndenter otherArea(2, "z", 2);  // area fails: the destructor still takes the lock
+    EXPECT_EQ(lock.m_locks.load(), 3);
+  }
+  EXPECT_EQ(lock.m_locks.load(), 4);
+  EXPECT_EQ(lock.m_unlocks.load(), 4);
+  EXPECT_EQ(closeAndRead(), "2> Call y()\n2> Done y()\n");
 }
 
 }  // namespace

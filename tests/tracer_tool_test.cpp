@@ -2,29 +2,28 @@
 
 #include "test_support.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <regex>
 #include <string>
 #include <vector>
 
-#include <sys/wait.h>
-
 namespace {
 
-// Runs the tool with a clean trace environment plus `env` assignments;
-// answers the exit status.
-int runTool(const std::string& env, const std::vector<std::string>& args, const ut::test::TempDir& dir) {
-  return ut::test::runProgram(UT_TOOL, args, dir.path(), "env -u TDM_LOG_LEVEL -u TDM_LOG_AREA " + env).status;
-}
+// The banner that opens every trace: an empty line, then date, time and version.
+const std::string kBanner =
+    "\n--------------- \\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d --------------- v\\d+\\.\\d+\\.\\d+ ---------------\n";
 
+// Runs the tool on a scratch store with a clean trace environment plus `env`
+// assignments.
 class ToolTraceTest : public ::testing::Test {
  protected:
-  int add(const std::string& env, const std::string& traceFile) {
-    return runTool(env,
-                   {"--store", m_store.string(), "--trace", traceFile, "reg", "add", "HKCU\\Software\\Test", "-v",
-                    "Name", "-d", "text", "-f"},
-                   m_dir);
+  int run(const std::string& env, const std::vector<std::string>& args, const std::string& traceFile = "") {
+    std::vector<std::string> all{"--store", m_store.string(), "--trace", traceFile.empty() ? tracePath() : traceFile};
+    all.insert(all.end(), args.begin(), args.end());
+    return ut::test::runProgram(UT_TOOL, all, m_dir.path(), "env -u TDM_LOG_LEVEL -u TDM_LOG_AREA " + env).status;
+  }
+  int add(const std::string& env, const std::string& traceFile = "") {
+    return run(env, {"reg", "add", "HKCU\\Software\\Test", "-v", "Name", "-d", "text", "-f"}, traceFile);
   }
   std::string trace() const { return ut::test::readFileBytes(m_dir / "trace.txt"); }
   std::string tracePath() const { return (m_dir / "trace.txt").string(); }
@@ -33,12 +32,8 @@ class ToolTraceTest : public ::testing::Test {
   std::filesystem::path m_store = m_dir / "store.db";
 };
 
-// The banner that opens every trace: an empty line, then date, time and version.
-const std::string kBanner =
-    "\n--------------- \\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d --------------- v\\d+\\.\\d+\\.\\d+ ---------------\n";
-
 TEST_F(ToolTraceTest, WithoutLevelEverythingIsTracedInScopes) {
-  ASSERT_EQ(add("", tracePath()), 0) << ut::test::readFileBytes(m_dir / "stderr");
+  ASSERT_EQ(add(""), 0) << ut::test::readFileBytes(m_dir / "stderr");
   const std::string store = m_store.string();
   const std::string expected = "1> ut --store " + store + " --trace " + tracePath() +
                                " reg add HKCU\\Software\\Test -v Name -d text -f\n"
@@ -56,35 +51,27 @@ TEST_F(ToolTraceTest, WithoutLevelEverythingIsTracedInScopes) {
 }
 
 TEST_F(ToolTraceTest, LevelAndAreaComeFromTheEnvironment) {
-  ASSERT_EQ(add("TDM_LOG_LEVEL=1", tracePath()), 0);
-  std::string text = trace();
-  EXPECT_NE(text.find("1>   write the value Name as REG_SZ\n"), std::string::npos) << text;
-  EXPECT_EQ(text.find("2>"), std::string::npos) << text;
-
+  ASSERT_EQ(add("TDM_LOG_LEVEL=1"), 0);
+  EXPECT_NE(trace().find("1>   write the value Name as REG_SZ\n"), std::string::npos) << trace();
+  EXPECT_EQ(trace().find("2>"), std::string::npos) << trace();
   // Another area: only the banner.
-  ASSERT_EQ(add("TDM_LOG_AREA=2", tracePath()), 0);
+  ASSERT_EQ(add("TDM_LOG_AREA=2"), 0);
   EXPECT_TRUE(std::regex_match(trace(), std::regex(kBanner))) << trace();
-
   // A negative level switches tracing off: no file, the command still runs.
   std::filesystem::remove(m_dir / "trace.txt");
-  ASSERT_EQ(add("TDM_LOG_LEVEL=-1", tracePath()), 0);
+  ASSERT_EQ(add("TDM_LOG_LEVEL=-1"), 0);
   EXPECT_FALSE(std::filesystem::exists(m_dir / "trace.txt"));
 }
 
-TEST_F(ToolTraceTest, UnwritableTraceFileFailsBeforeTheCommandRuns) {
+TEST_F(ToolTraceTest, FailuresAreTracedAndAnUnwritableTraceStopsTheCommand) {
+  EXPECT_EQ(run("", {"reg", "query", "HKCU\\Nope"}), 1);
+  EXPECT_NE(trace().find("1> Call reg query()\n1> Done reg query()\n1> error: key not found"), std::string::npos)
+      << trace();
+  EXPECT_NE(trace().find("\n1> exit status 1\n"), std::string::npos) << trace();
+  std::filesystem::remove(m_store);
   EXPECT_EQ(add("", (m_dir / "no" / "such" / "trace.txt").string()), 1);
   EXPECT_NE(ut::test::readFileBytes(m_dir / "stderr").find("cannot write the trace file"), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(m_store)) << "the command must not have run";
-}
-
-TEST_F(ToolTraceTest, FailuresAreTracedWithTheirExitStatus) {
-  const int status = runTool("", {"--store", m_store.string(), "--trace", tracePath(), "reg", "query", "HKCU\\Nope"},
-                             m_dir);
-  EXPECT_EQ(status, 1);
-  const std::string text = trace();
-  EXPECT_NE(text.find("1> Call reg query()\n1> Done reg query()\n1> error: key not found"), std::string::npos)
-      << text;
-  EXPECT_NE(text.find("\n1> exit status 1\n"), std::string::npos) << text;
 }
 
 }  // namespace

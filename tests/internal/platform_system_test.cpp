@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -42,39 +41,28 @@ class Capture {
   std::vector<std::wstring> m_texts;
 };
 
-// Restores standard error handling whatever a test leaves installed.
-class HandlerReset {
- public:
-  ~HandlerReset() { ut::setDebugOutputHandler({}); }
-};
-
-// Sends file descriptor 2 to a file for the lifetime of the object.
-class StderrToFile {
- public:
-  explicit StderrToFile(const std::filesystem::path& file) {
+// Sends file descriptor 2 to a file for its lifetime, and restores standard
+// error handling of debugger output whatever the test leaves installed.
+class DebugOutputTest : public ::testing::Test {
+ protected:
+  void TearDown() override { ut::setDebugOutputHandler({}); }
+  void redirectStderr() {
     m_saved = ::dup(STDERR_FILENO);
-    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd >= 0) {
-      ::dup2(fd, STDERR_FILENO);
-      ::close(fd);
-    }
+    const int fd = ::open((m_dir / "stderr.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    ::dup2(fd, STDERR_FILENO);
+    ::close(fd);
   }
-  ~StderrToFile() {
-    if (m_saved >= 0) {
-      ::dup2(m_saved, STDERR_FILENO);
-      ::close(m_saved);
-    }
+  std::string restoreStderr() {
+    ::dup2(m_saved, STDERR_FILENO);
+    ::close(m_saved);
+    return ut::test::readFileBytes(m_dir / "stderr.txt");
   }
-  StderrToFile(const StderrToFile&) = delete;
-  StderrToFile& operator=(const StderrToFile&) = delete;
 
- private:
+  ut::test::TempDir m_dir;
   int m_saved = -1;
 };
 
 }  // namespace
-
-// --- counter --------------------------------------------------------------------------
 
 TEST(PlatformCounter, MonotonicNanosecondsAtOneGigahertz) {
   EXPECT_EQ(up::performanceFrequency(), 1'000'000'000);
@@ -92,42 +80,21 @@ TEST(PlatformCounter, MonotonicNanosecondsAtOneGigahertz) {
   EXPECT_LT(elapsed, up::performanceFrequency() * 10);
 }
 
-// --- debugger output ---------------------------------------------------------------------
-
-TEST(PlatformDebugOutput, HandlerReceivesTextUntilRestored) {
-  HandlerReset reset;
-  ut::test::TempDir dir;
+TEST_F(DebugOutputTest, HandlerReceivesTextUntilRestoredToStderr) {
   Capture capture;
   ut::setDebugOutputHandler(capture.handler());
   up::outputDebugString(L"first line\r\n");
   up::outputDebugString(L"Grüße \U0001F600");
   up::outputDebugString(std::wstring(L"cut\0here", 8));  // ends at the null, like its model
   up::outputDebugString(L"");
-
-  {
-    StderrToFile redirect(dir / "stderr.txt");
-    ut::setDebugOutputHandler({});
-    up::outputDebugString(L"to stderr: Grüße €\n");
-  }
-  const std::vector<std::wstring> expected = {L"first line\r\n", L"Grüße \U0001F600", L"cut", L""};
-  EXPECT_EQ(capture.texts(), expected);
-  EXPECT_EQ(ut::test::readFileBytes(dir / "stderr.txt"), "to stderr: Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC\n");
+  redirectStderr();
+  ut::setDebugOutputHandler({});
+  up::outputDebugString(L"to stderr: Grüße €\n");
+  EXPECT_EQ(restoreStderr(), "to stderr: Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC\n");
+  EXPECT_EQ(capture.texts(), (std::vector<std::wstring>{L"first line\r\n", L"Grüße \U0001F600", L"cut", L""}));
 }
 
-TEST(PlatformDebugOutput, ReplacingHandlerSwitchesTarget) {
-  HandlerReset reset;
-  Capture first;
-  Capture second;
-  ut::setDebugOutputHandler(first.handler());
-  up::outputDebugString(L"one");
-  ut::setDebugOutputHandler(second.handler());
-  up::outputDebugString(L"two");
-  EXPECT_EQ(first.texts(), std::vector<std::wstring>{L"one"});
-  EXPECT_EQ(second.texts(), std::vector<std::wstring>{L"two"});
-}
-
-TEST(PlatformDebugOutput, OldHandlerNeverRunsAfterReplacementReturns) {
-  HandlerReset reset;
+TEST_F(DebugOutputTest, OldHandlerNeverRunsAfterReplacementReturns) {
   std::atomic<bool> retired{false};
   std::atomic<int> lateCalls{0};
   std::atomic<int> calls{0};
@@ -137,7 +104,6 @@ TEST(PlatformDebugOutput, OldHandlerNeverRunsAfterReplacementReturns) {
     std::this_thread::sleep_for(std::chrono::microseconds(200));
     if (retired.load()) ++lateCalls;
   });
-
   std::atomic<bool> stop{false};
   std::vector<std::thread> writers;
   for (int t = 0; t < 3; ++t) {
@@ -156,31 +122,22 @@ TEST(PlatformDebugOutput, OldHandlerNeverRunsAfterReplacementReturns) {
   EXPECT_FALSE(replacement.texts().empty());
 }
 
-TEST(PlatformDebugOutput, HandlerMayOutputReplaceOrThrowWithoutHarm) {
-  HandlerReset reset;
-  ut::test::TempDir dir;
+TEST_F(DebugOutputTest, HandlerMayOutputReplaceOrThrowWithoutHarm) {
   Capture after;
   std::atomic<int> calls{0};
-  {
-    StderrToFile redirect(dir / "stderr.txt");
-    ut::setDebugOutputHandler([&](const wchar_t* text) {
-      ++calls;
-      const std::wstring s(text);
-      if (s == L"nested") up::outputDebugString(L"from inside\n");  // goes to stderr, no recursion
-      if (s == L"throw") throw std::runtime_error("handler failure");
-      if (s == L"swap") ut::setDebugOutputHandler(after.handler());  // must not wait for itself
-    });
-    up::outputDebugString(L"nested");
-    up::outputDebugString(L"throw");
-    up::outputDebugString(L"swap");
-    up::outputDebugString(L"later");
-  }
+  redirectStderr();
+  ut::setDebugOutputHandler([&](const wchar_t* text) {
+    ++calls;
+    const std::wstring s(text);
+    if (s == L"nested") up::outputDebugString(L"from inside\n");  // goes to stderr, no recursion
+    if (s == L"throw") throw std::runtime_error("handler failure");
+    if (s == L"swap") ut::setDebugOutputHandler(after.handler());  // must not wait for itself
+  });
+  for (const wchar_t* text : {L"nested", L"throw", L"swap", L"later"}) up::outputDebugString(text);
+  EXPECT_EQ(restoreStderr(), "from inside\n");
   EXPECT_EQ(calls.load(), 3);
   EXPECT_EQ(after.texts(), std::vector<std::wstring>{L"later"});
-  EXPECT_EQ(ut::test::readFileBytes(dir / "stderr.txt"), "from inside\n");
 }
-
-// --- identity -------------------------------------------------------------------------------
 
 TEST(PlatformIdentity, LoginAndHostNames) {
   const std::wstring login = up::loginName();
@@ -189,18 +146,14 @@ TEST(PlatformIdentity, LoginAndHostNames) {
   if (const passwd* entry = ::getpwuid(::geteuid())) {
     EXPECT_EQ(login, up::fromUtf8(entry->pw_name));
   }
-
   utsname names{};
   ASSERT_EQ(::uname(&names), 0);
   EXPECT_EQ(up::hostName(), up::fromUtf8(names.nodename));
 }
 
-// --- paths ------------------------------------------------------------------------------------
-
 TEST(PlatformPaths, BackslashesBecomeSlashes) {
   EXPECT_EQ(up::toNativeSeparators(L"C:\\dir\\sub/file.dwg"), L"C:/dir/sub/file.dwg");
   EXPECT_EQ(up::toNativeSeparators(L"\\\\server\\share"), L"//server/share");
-  EXPECT_EQ(up::toNativeSeparators(L"/already/native"), L"/already/native");
   EXPECT_EQ(up::toNativeSeparators(L""), L"");
   EXPECT_EQ(up::toNativeSeparators(std::wstring(L"a\\\0b", 4)), std::wstring(L"a/\0b", 4));
 }
