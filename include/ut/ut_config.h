@@ -52,8 +52,8 @@
 //
 // Unknown groups: every operation taking a group logs "Unknown configuration
 // group (%d)" with wxLogError for a value outside 0 to 39 and answers false
-// (0, empty). Groups without a key path (21, 36 to 39) work through the tree
-// only, so without a profile manager they fail the same way.
+// (0, empty). Groups without a key path (21, 36 to 39) work all the same:
+// they are served by the profile tree, and only regPath() refuses them.
 //
 // Copying and renaming over the wxConfigBase carry strings, integers, floats
 // and booleans; an entry of another type is not copied: "{{Unknown type: %d}}"
