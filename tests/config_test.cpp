@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "config_test_support.h"
 #include "test_support.h"
 
 #include <ut/ut_config.h>
