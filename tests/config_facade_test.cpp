@@ -15,6 +15,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 using namespace ut;
 
@@ -49,113 +50,149 @@ std::wstring str(const OdString& s) { return s.c_str(); }
 
 }  // namespace
 
+TEST_F(ConfigFacadeTest, EveryGroupHasItsKeyPathAndItsRoute) {
+  // Where each group's key lies: R the store's root, V the version root, L the
+  // language root, P the current profile (served from its tree), T the same
+  // but reachable through the tree only (no key path).
+  struct Row {
+    char base;
+    const wchar_t* name;
+  };
+  const Row rows[kCfgGroupCount] = {
+      {'R', L""}, {'V', L""}, {'L', L""}, {'P', L""}, {'L', L"Addins"}, {'L', L"Applications"}, {'P', L"Config"},
+      {'P', L"Dialogs"}, {'L', L"Environment"}, {'L', L"Standard"}, {'P', L"Menus"}, {'P', L"MLeader"},
+      {'P', L"Config/Plot"}, {'L', L"Profiles"}, {'P', L"Project Settings"}, {'L', L"Recent Paths"},
+      {'P', L"Recent Paths"}, {'L', L"Recent Sheet Sets"}, {'L', L"Settings"}, {'L', L"Setup"}, {'L', L"Scale List"},
+      {'T', L"Startup"}, {'P', L"StatusBar"}, {'P', L"Config/Tablet"}, {'L', L"TEST"}, {'P', L"Toolbars"},
+      {'P', L"TPSettings"}, {'L', L"User"}, {'P', L"Windows"}, {'P', L"Worksets"}, {'P', L"Quad"},
+      {'P', L"Properties Bar"}, {'P', L"3dMouseMenu"}, {'P', L"HotkeyAssistantContext"}, {'P', L"Map Connections"},
+      {'L', L"Windows"}, {'T', L"Layers Panel"}, {'T', L"Drawing Recovery"}, {'T', L"Ribbon Panel"},
+      {'T', L"Data Collection"}};
+  const std::wstring language = L"/TVCAD/V25/en_US/";
+  for (int i = 0; i < kCfgGroupCount; ++i) {
+    SCOPED_TRACE(i);
+    const auto g = static_cast<ECfgGroup>(i);
+    const Row& row = rows[i];
+    const std::wstring name = *row.name ? std::wstring(row.name) + L"/" : std::wstring();
+    const bool tree = row.base == 'P' || row.base == 'T';
+    std::wstring key = row.base == 'R' ? L"/" : row.base == 'V' ? L"/TVCAD/V25/" : language;
+    key += (tree ? L"Profiles/Default/" : L"") + name;
+    test::LogCapture log;
+    if (row.base == 'T') key.clear();
+    EXPECT_EQ(str(Config::regPath(g)), key);
+    std::wstring full = key.empty() ? key : L"Software\\TVCAD" + key;
+    for (auto& c : full) c = c == L'/' ? L'\\' : c;
+    EXPECT_EQ(str(Config::regPath(g, true)), full);
+    EXPECT_EQ(log.messages().size(), row.base == 'T' ? 2u : 0u);
+
+    // The route: the profile tree for P and T groups and group 13, the
+    // wxConfigBase for the others; a value written goes where the route says.
+    const ConfigNodePtr node = Config::getIfProfileNode(g, true);
+    ASSERT_TRUE(Config::writeLong(g, L"Probe", i));
+    if (g == eCfgProfiles) {
+      EXPECT_EQ(node, m_manager->getProfileNode(OdString(), false));
+    } else if (tree) {
+      ASSERT_NE(node, nullptr);
+      EXPECT_EQ(str(node->path()), L"Default/" + name);
+    } else {
+      EXPECT_EQ(node, nullptr);
+      EXPECT_TRUE(Config::appConfig().HasEntry(wxString(key) + L"Probe"));
+      continue;
+    }
+    unsigned long stored = 0;
+    ASSERT_NE(node->childAt(L"Probe"), nullptr);
+    EXPECT_TRUE(node->childAt(L"Probe")->getULong(stored) && stored == static_cast<unsigned long>(i));
+  }
+  // Anything outside 0 to 39 is reported, and every operation fails without
+  // touching its output.
+  for (const int bad : {40, -1, 1000}) {
+    const auto g = static_cast<ECfgGroup>(bad);
+    test::LogCapture log;
+    long l = 5;
+    EXPECT_TRUE(Config::regPath(g).isEmpty());
+    EXPECT_EQ(Config::getIfProfileNode(g, true), nullptr);
+    EXPECT_FALSE(Config::read(g, L"X", l) || Config::writeLong(g, L"X", 1) || Config::hasGroup(g));
+    EXPECT_EQ(l, 5);
+    EXPECT_EQ(Config::countEntries(g), 0);
+    EXPECT_EQ(Config::entryType(g, L"X"), eCfgTypeUnknown);
+    const std::wstring message = L"Unknown configuration group (" + std::to_wstring(bad) + L")";
+    EXPECT_EQ(log.messages(), std::vector<std::wstring>(7, message));
+  }
+}
+
 TEST_F(ConfigFacadeTest, ScalarRoundTripsOnBothRoutes) {
+  const wchar_t* const text = L"ä \"quoted\" \\ line\nbreak";
   for (const ECfgGroup g : {eCfgConfig, eCfgAddins, eCfgStartup, eCfgDataCollection}) {
     SCOPED_TRACE(static_cast<int>(g));
-    EXPECT_TRUE(Config::writeBool(g, L"Flag", true));
-    EXPECT_TRUE(Config::writeShort(g, L"Short", -123));
-    EXPECT_TRUE(Config::writeLong(g, L"Long", -2147483647L - 1));
-    EXPECT_TRUE(Config::writeString(g, L"Text", L"ä \"quoted\" \\ line\nbreak"));
-    EXPECT_TRUE(Config::writeDouble(g, L"Double", 0.1 + 0.2));
+    ASSERT_TRUE(Config::writeBool(g, L"Flag", true) && Config::writeShort(g, L"Short", -123) &&
+                Config::writeLong(g, L"Long", -2147483647L - 1) && Config::writeString(g, L"Text", text) &&
+                Config::writeDouble(g, L"Double", 0.1 + 0.2));
     bool flag = false;
     short s = 0;
     long l = 0;
-    OdString text;
+    OdString t;
     double d = 0;
-    EXPECT_TRUE(Config::read(g, L"Flag", flag));
-    EXPECT_TRUE(flag);
-    EXPECT_TRUE(Config::read(g, L"Short", s));
-    EXPECT_EQ(s, -123);
-    EXPECT_TRUE(Config::read(g, L"Long", l));
-    EXPECT_EQ(l, -2147483647L - 1);
-    EXPECT_TRUE(Config::read(g, L"Text", text));
-    EXPECT_EQ(str(text), L"ä \"quoted\" \\ line\nbreak");
-    EXPECT_TRUE(Config::read(g, L"Double", d));
-    EXPECT_EQ(d, 0.1 + 0.2);  // exactly: doubles are written to read back unchanged
+    EXPECT_TRUE(Config::read(g, L"Flag", flag) && flag);
+    EXPECT_TRUE(Config::read(g, L"Short", s) && s == -123);
+    EXPECT_TRUE(Config::read(g, L"Long", l) && l == -2147483647L - 1);
+    EXPECT_TRUE(Config::read(g, L"Text", t) && str(t) == text);
+    EXPECT_TRUE(Config::read(g, L"Double", d) && d == 0.1 + 0.2);  // exactly: written to read back unchanged
   }
 }
 
 TEST_F(ConfigFacadeTest, CompositeValuesUseTheirTextFormats) {
-  EXPECT_TRUE(Config::writeSize(eCfgWindows, L"Size", wxSize(640, -480)));
-  EXPECT_TRUE(Config::writeRect(eCfgWindows, L"WxRect", wxRect(1, 2, 3, 4)));
   const tagRECT rect{-5, 6, 7, 8};
-  EXPECT_TRUE(Config::writeRect(eCfgWindows, L"Rect", rect));
   const tagPOINT point{9, -10};
-  EXPECT_TRUE(Config::writePoint(eCfgWindows, L"Point", point));
-  EXPECT_TRUE(Config::writePoint(eCfgWindows, L"WxPoint", wxPoint(11, 12)));
-  EXPECT_TRUE(Config::writePoint(eCfgWindows, L"P2", OdGePoint2d(1.5, -2.25)));
-  EXPECT_TRUE(Config::writePoint(eCfgWindows, L"P3", OdGePoint3d(1e20, 0.5, 3)));
-
-  OdString text;
-  ASSERT_TRUE(Config::read(eCfgWindows, L"Size", text));
-  EXPECT_EQ(str(text), L"640,-480");
-  ASSERT_TRUE(Config::read(eCfgWindows, L"Rect", text));
-  EXPECT_EQ(str(text), L"-5,6,7,8");
-  ASSERT_TRUE(Config::read(eCfgWindows, L"WxRect", text));
-  EXPECT_EQ(str(text), L"1,2,3,4");
-  ASSERT_TRUE(Config::read(eCfgWindows, L"P2", text));
-  EXPECT_EQ(str(text), L"1.5,-2.25");
-  ASSERT_TRUE(Config::read(eCfgWindows, L"P3", text));
-  EXPECT_EQ(str(text), L"1e+20,0.5,3");
-
+  ASSERT_TRUE(Config::writeSize(eCfgWindows, L"Size", wxSize(640, -480)) &&
+              Config::writeRect(eCfgWindows, L"WxRect", wxRect(1, 2, 3, 4)) &&
+              Config::writeRect(eCfgWindows, L"Rect", rect) && Config::writePoint(eCfgWindows, L"Point", point) &&
+              Config::writePoint(eCfgWindows, L"WxPoint", wxPoint(11, 12)) &&
+              Config::writePoint(eCfgWindows, L"P2", OdGePoint2d(1.5, -2.25)) &&
+              Config::writePoint(eCfgWindows, L"P3", OdGePoint3d(1e20, 0.5, 3)));
+  const std::pair<const wchar_t*, const wchar_t*> texts[] = {
+      {L"Size", L"640,-480"}, {L"Rect", L"-5,6,7,8"}, {L"WxRect", L"1,2,3,4"}, {L"Point", L"9,-10"},
+      {L"P2", L"1.5,-2.25"},  {L"P3", L"1e+20,0.5,3"}};
+  for (const auto& [entry, expected] : texts) {
+    OdString text;
+    EXPECT_TRUE(Config::read(eCfgWindows, entry, text) && str(text) == expected) << str(text);
+  }
   wxSize size;
-  EXPECT_TRUE(Config::read(eCfgWindows, L"Size", size));
-  EXPECT_EQ(size, wxSize(640, -480));
   wxRect wr;
-  EXPECT_TRUE(Config::read(eCfgWindows, L"WxRect", wr));
-  EXPECT_EQ(wr, wxRect(1, 2, 3, 4));
-  tagRECT r{};
-  EXPECT_TRUE(Config::read(eCfgWindows, L"Rect", r));
-  EXPECT_EQ(r.left, -5);
-  EXPECT_EQ(r.bottom, 8);
-  tagPOINT p{};
-  EXPECT_TRUE(Config::read(eCfgWindows, L"Point", p));
-  EXPECT_EQ(p.y, -10);
   wxPoint wp;
-  EXPECT_TRUE(Config::read(eCfgWindows, L"WxPoint", wp));
-  EXPECT_EQ(wp, wxPoint(11, 12));
+  tagRECT r{};
+  tagPOINT p{};
   OdGePoint2d p2;
-  EXPECT_TRUE(Config::read(eCfgWindows, L"P2", p2));
-  EXPECT_EQ(p2, OdGePoint2d(1.5, -2.25));
   OdGePoint3d p3;
-  EXPECT_TRUE(Config::read(eCfgWindows, L"P3", p3));
-  EXPECT_EQ(p3, OdGePoint3d(1e20, 0.5, 3));
+  EXPECT_TRUE(Config::read(eCfgWindows, L"Size", size) && size == wxSize(640, -480));
+  EXPECT_TRUE(Config::read(eCfgWindows, L"WxRect", wr) && wr == wxRect(1, 2, 3, 4));
+  EXPECT_TRUE(Config::read(eCfgWindows, L"Rect", r) && r.left == -5 && r.top == 6 && r.right == 7 && r.bottom == 8);
+  EXPECT_TRUE(Config::read(eCfgWindows, L"Point", p) && p.x == 9 && p.y == -10);
+  EXPECT_TRUE(Config::read(eCfgWindows, L"WxPoint", wp) && wp == wxPoint(11, 12));
+  EXPECT_TRUE(Config::read(eCfgWindows, L"P2", p2) && p2 == OdGePoint2d(1.5, -2.25));
+  EXPECT_TRUE(Config::read(eCfgWindows, L"P3", p3) && p3 == OdGePoint3d(1e20, 0.5, 3));
 }
 
 TEST_F(ConfigFacadeTest, TypedReadsLeaveOutputAloneOnMissOrMismatch) {
-  ASSERT_TRUE(Config::writeString(eCfgConfig, L"Text", L"abc"));
-  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Number", 70000));
-  ASSERT_TRUE(Config::writeString(eCfgConfig, L"BadList", L"1,2,x"));
-  ASSERT_TRUE(Config::writeString(eCfgConfig, L"LongList", L"1,2,3"));
-  ASSERT_TRUE(Config::writeString(eCfgAddins, L"Text", L"abc"));
-
+  ASSERT_TRUE(Config::writeString(eCfgConfig, L"Text", L"abc") && Config::writeLong(eCfgConfig, L"Number", 70000) &&
+              Config::writeString(eCfgConfig, L"BadList", L"1,2,x") &&
+              Config::writeString(eCfgConfig, L"LongList", L"1,2,3") &&
+              Config::writeString(eCfgAddins, L"Text", L"abc"));
   long l = 42;
-  EXPECT_FALSE(Config::read(eCfgConfig, L"Missing", l));
-  EXPECT_FALSE(Config::read(eCfgConfig, L"Text", l));
-  EXPECT_FALSE(Config::read(eCfgAddins, L"Text", l));
-  EXPECT_FALSE(Config::read(eCfgAddins, L"Missing", l));
-  EXPECT_EQ(l, 42);
-  short s = 7;
-  EXPECT_FALSE(Config::read(eCfgConfig, L"Number", s));  // does not fit a short
-  EXPECT_EQ(s, 7);
+  short s = 7;  // 70000 does not fit a short
   OdString text(L"keep");
-  EXPECT_FALSE(Config::read(eCfgConfig, L"Number", text));
-  EXPECT_FALSE(Config::read(eCfgConfig, L"Missing", text));
-  EXPECT_EQ(str(text), L"keep");
   double d = 1.5;
-  EXPECT_FALSE(Config::read(eCfgConfig, L"Text", d));
-  EXPECT_FALSE(Config::read(eCfgConfig, L"Number", d));
-  EXPECT_EQ(d, 1.5);
   wxSize size(1, 1);
-  EXPECT_FALSE(Config::read(eCfgConfig, L"BadList", size));
-  EXPECT_FALSE(Config::read(eCfgConfig, L"LongList", size));  // three numbers for two
-  EXPECT_EQ(size, wxSize(1, 1));
   OdGePoint3d p(1, 2, 3);
-  EXPECT_FALSE(Config::read(eCfgConfig, L"BadList", p));
-  EXPECT_EQ(p, OdGePoint3d(1, 2, 3));
   bool flag = true;
-  EXPECT_FALSE(Config::read(eCfgConfig, L"Text", flag));
-  EXPECT_TRUE(flag);
+  for (const ECfgGroup g : {eCfgConfig, eCfgAddins}) {
+    EXPECT_FALSE(Config::read(g, L"Missing", l) || Config::read(g, L"Text", l) || Config::read(g, L"Missing", text));
+  }
+  EXPECT_FALSE(Config::read(eCfgConfig, L"Number", s) || Config::read(eCfgConfig, L"Number", text) ||
+               Config::read(eCfgConfig, L"Text", d) || Config::read(eCfgConfig, L"Number", d) ||
+               Config::read(eCfgConfig, L"BadList", size) || Config::read(eCfgConfig, L"LongList", size) ||
+               Config::read(eCfgConfig, L"BadList", p) || Config::read(eCfgConfig, L"Text", flag));
+  EXPECT_TRUE(l == 42 && s == 7 && str(text) == L"keep" && d == 1.5 && size == wxSize(1, 1) &&
+              p == OdGePoint3d(1, 2, 3) && flag);
 }
 
 TEST_F(ConfigFacadeTest, NumbersOutsideThirtyTwoBitsAreRefusedInTheTree) {
@@ -165,23 +202,6 @@ TEST_F(ConfigFacadeTest, NumbersOutsideThirtyTwoBitsAreRefusedInTheTree) {
   long l = 0;
   EXPECT_TRUE(Config::read(eCfgConfig, L"Max", l));
   EXPECT_EQ(l, -1);  // a 32-bit registry number reads back signed
-}
-
-TEST_F(ConfigFacadeTest, UnknownGroupsAreReportedAndFail) {
-  test::LogCapture log;
-  const auto bad = static_cast<ECfgGroup>(40);
-  long l = 5;
-  EXPECT_FALSE(Config::read(bad, L"X", l));
-  EXPECT_EQ(l, 5);
-  EXPECT_FALSE(Config::writeLong(bad, L"X", 1));
-  EXPECT_FALSE(Config::hasGroup(static_cast<ECfgGroup>(-1)));
-  EXPECT_EQ(Config::countEntries(bad), 0);
-  EXPECT_EQ(Config::entryType(bad, L"X"), eCfgTypeUnknown);
-  ASSERT_GE(log.messages().size(), 4u);
-  EXPECT_EQ(log.messages()[0], L"Unknown configuration group (40)");
-  bool sawMinusOne = false;
-  for (const auto& m : log.messages()) sawMinusOne = sawMinusOne || m == L"Unknown configuration group (-1)";
-  EXPECT_TRUE(sawMinusOne);
 }
 
 TEST_F(ConfigFacadeTest, ProfileGroupsStayInTheTreeUntilFlush) {
@@ -203,52 +223,50 @@ TEST_F(ConfigFacadeTest, ProfileGroupsStayInTheTreeUntilFlush) {
   EXPECT_TRUE(Config::read(eCfgConfig, L"Routed", text));
   EXPECT_EQ(str(text), L"tree");
   EXPECT_EQ(str(Config::currentProfileName()), L"Default");
+
+  // A key deleted in the tree is gone, although the store still holds it.
+  ASSERT_TRUE(Config::deleteGroup(eCfgConfig));
+  EXPECT_FALSE(Config::read(eCfgConfig, L"Routed", text) || Config::hasEntry(eCfgConfig, L"Routed"));
+  EXPECT_TRUE(storeString(profileConfig, L"Routed", value));
 }
 
 TEST_F(ConfigFacadeTest, EntryTypesAreTranslated) {
-  Config::writeLong(eCfgConfig, L"N", 1);
-  Config::writeString(eCfgConfig, L"S", L"s");
-  Config::writeLong(eCfgAddins, L"N", 1);
-  Config::writeString(eCfgAddins, L"S", L"s");
-  EXPECT_EQ(Config::entryType(eCfgConfig, L"N"), eCfgTypeInteger);
-  EXPECT_EQ(Config::entryType(eCfgConfig, L"S"), eCfgTypeString);
-  EXPECT_EQ(Config::entryType(eCfgConfig, L"None"), eCfgTypeUnknown);
-  EXPECT_EQ(Config::entryType(eCfgAddins, L"N"), eCfgTypeInteger);
-  EXPECT_EQ(Config::entryType(eCfgAddins, L"S"), eCfgTypeString);
-  EXPECT_EQ(Config::entryType(eCfgAddins, L"None"), eCfgTypeUnknown);
+  for (const ECfgGroup g : {eCfgConfig, eCfgAddins}) {
+    ASSERT_TRUE(Config::writeLong(g, L"N", 1) && Config::writeString(g, L"S", L"s") && Config::writeLong(g, L"K/N", 1));
+    EXPECT_EQ(Config::entryType(g, L"N"), eCfgTypeInteger);
+    EXPECT_EQ(Config::entryType(g, L"S"), eCfgTypeString);
+    EXPECT_EQ(Config::entryType(g, L"None"), eCfgTypeUnknown);
+    EXPECT_EQ(Config::entryType(g, L"K"), eCfgTypeUnknown);  // a key
+  }
 }
 
 TEST_F(ConfigFacadeTest, EntriesAndGroupsOnBothRoutes) {
   for (const ECfgGroup g : {eCfgDialogs, eCfgSettings}) {
     SCOPED_TRACE(static_cast<int>(g));
-    ASSERT_TRUE(Config::writeLong(g, L"A", 1));
-    ASSERT_TRUE(Config::writeString(g, L"B", L"b"));
-    ASSERT_TRUE(Config::writeLong(g, L"Sub/C", 3));
-    ASSERT_TRUE(Config::writeLong(g, L"Sub/Deep/D", 4));
+    ASSERT_TRUE(Config::writeLong(g, L"A", 1) && Config::writeString(g, L"B", L"b") &&
+                Config::writeLong(g, L"Sub/C", 3) && Config::writeLong(g, L"Sub/Deep/D", 4));
     EXPECT_TRUE(Config::hasEntry(g, L"a"));  // names ignore case
     EXPECT_TRUE(Config::hasEntry(g, L"Sub/C"));
     EXPECT_FALSE(Config::hasEntry(g, L"Sub"));  // a group is not an entry
     EXPECT_EQ(Config::countEntries(g), 2);
     EXPECT_EQ(Config::countGroups(g), 1);
     OdArray<OdString> names;
+    names.append(L"kept");
     EXPECT_TRUE(Config::listEntries(g, names, L"Sub"));
-    ASSERT_EQ(names.size(), 1u);
-    EXPECT_EQ(str(names[0]), L"C");
-    EXPECT_TRUE(Config::hasGroup(g));
-    EXPECT_TRUE(Config::hasGroup(g, L"Sub/Deep"));
+    ASSERT_EQ(names.size(), 2u);  // appended
+    EXPECT_EQ(str(names[1]), L"C");
+    EXPECT_TRUE(Config::hasGroup(g) && Config::hasGroup(g, L"Sub/Deep"));
     EXPECT_FALSE(Config::hasGroup(g, L"Nope"));
 
     EXPECT_TRUE(Config::renameEntry(g, L"A", L"A2"));
-    EXPECT_FALSE(Config::renameEntry(g, L"A", L"A3"));   // gone
-    EXPECT_FALSE(Config::renameEntry(g, L"B", L"A2"));   // target exists
+    EXPECT_FALSE(Config::renameEntry(g, L"A", L"A3"));  // gone
+    EXPECT_FALSE(Config::renameEntry(g, L"B", L"A2"));  // target exists
     long l = 0;
-    EXPECT_TRUE(Config::read(g, L"A2", l));
-    EXPECT_EQ(l, 1);
+    EXPECT_TRUE(Config::read(g, L"A2", l) && l == 1);
     EXPECT_FALSE(Config::hasEntry(g, L"A"));
 
     EXPECT_TRUE(Config::copyGroup(g, L"Sub", L"Copy"));
-    EXPECT_TRUE(Config::read(g, L"Copy/Deep/D", l));
-    EXPECT_EQ(l, 4);
+    EXPECT_TRUE(Config::read(g, L"Copy/Deep/D", l) && l == 4);
     EXPECT_TRUE(Config::renameGroup(g, L"Copy", L"Moved"));
     EXPECT_FALSE(Config::hasGroup(g, L"Copy"));
     EXPECT_TRUE(Config::hasEntry(g, L"Moved/C"));
@@ -271,25 +289,23 @@ TEST_F(ConfigFacadeTest, DeletingTheProfileGroupDeletesTheProfile) {
   ASSERT_TRUE(Config::deleteGroup(eCfgProfile));
   EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
   EXPECT_FALSE(RegKey(eCurrentUser, wxString(Config::profilesRoot(eCfgPathRegistry).c_str()) + L"Default").exists());
-  EXPECT_FALSE(Config::deleteGroup(eCfgProfile));  // no current profile any more
+  EXPECT_FALSE(Config::deleteGroup(eCfgProfile));   // no current profile any more
   EXPECT_FALSE(Config::deleteGroup(eCfgProfiles));  // the root of all profiles stays
+  EXPECT_FALSE(Config::deleteGroup(eCfgRoot));
 }
 
 TEST_F(ConfigFacadeTest, FullPathsReachBothRoutes) {
   const OdString profilePath = Config::currentProfileRoot(eCfgPathConfig) + L"Config/ByPath";
   EXPECT_TRUE(Config::writeLong(profilePath, 17));
   long l = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"ByPath", l));
-  EXPECT_EQ(l, 17);
+  EXPECT_TRUE(Config::read(eCfgConfig, L"ByPath", l) && l == 17);
   const OdString wxPath = Config::regPath(eCfgUser) + L"ByPath";
   EXPECT_TRUE(Config::writeDouble(wxPath, 2.5));
   double d = 0;
-  EXPECT_TRUE(Config::read(wxPath, d));
-  EXPECT_EQ(d, 2.5);
+  EXPECT_TRUE(Config::read(wxPath, d) && d == 2.5);
   EXPECT_TRUE(Config::writeString(wxPath, L"s"));
   OdString s;
-  EXPECT_TRUE(Config::read(wxPath, s));
-  EXPECT_EQ(str(s), L"s");
+  EXPECT_TRUE(Config::read(wxPath, s) && str(s) == L"s");
   EXPECT_FALSE(Config::read(OdString(L"/TVCAD/Key/"), s));  // a key path names no entry
   EXPECT_TRUE(Config::hasGroup(Config::currentProfileRoot(eCfgPathConfig) + L"Config/"));
   EXPECT_FALSE(Config::hasGroup(Config::currentProfileRoot(eCfgPathConfig) + L"Nothing/"));
@@ -297,16 +313,18 @@ TEST_F(ConfigFacadeTest, FullPathsReachBothRoutes) {
 
 TEST_F(ConfigFacadeTest, ShapeDefaultsAreWritten) {
   ASSERT_TRUE(Config::setShapeDefaults());
+  const std::pair<const wchar_t*, long> defaults[] = {
+      {L"AntiAliasScreen", 1}, {L"AUTOCOMPLETEMODE", 31}, {L"AUTOSNAP", 127}, {L"CLEANSCREENOPTIONS", 29},
+      {L"COLORTHEME", 1},      {L"GEOMRELATIONS", 0},     {L"GETSTARTED", 1}, {L"LAYOUTTAB", 0},
+      {L"LOCKUI", 7},          {L"OSMODE", 4263},         {L"OSOPTIONS", 5},  {L"PROMPTMENU", 0},
+      {L"SHORTCUTMENU", 0},    {L"SHOWDOCTABS", 0},       {L"SSLOCATE", 0},   {L"STARTUP", 2},
+      {L"UCSORTHO", 0},        {L"UseConnector", 0},      {L"XDWGFADECTL", 0}};
   EXPECT_EQ(Config::countEntries(eCfgConfig), 19);
-  long l = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"OSMODE", l));
-  EXPECT_EQ(l, 4263);
-  bool flag = false;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"GETSTARTED", flag));
-  EXPECT_TRUE(flag);
-  EXPECT_TRUE(Config::read(eCfgConfig, L"UCSORTHO", flag));
-  EXPECT_FALSE(flag);
-  EXPECT_EQ(Config::entryType(eCfgConfig, L"LAYOUTTAB"), eCfgTypeInteger);
+  for (const auto& [entry, value] : defaults) {
+    long l = -1;
+    EXPECT_TRUE(Config::read(eCfgConfig, entry, l) && l == value) << str(entry);
+    EXPECT_EQ(Config::entryType(eCfgConfig, entry), eCfgTypeInteger) << str(entry);  // flags too
+  }
 }
 
 TEST_F(ConfigFacadeTest, WxStringFunctions) {
@@ -324,13 +342,9 @@ TEST_F(ConfigFacadeTest, ProfileOperationsAreForwarded) {
   EXPECT_TRUE(Config::writeLong(eCfgConfig, L"OnlyInSecond", 1));
   EXPECT_TRUE(Config::setCurProfileName(L"Default", true));
   EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"OnlyInSecond"));
-  EXPECT_TRUE(Config::setProfileDescription(L"Second", L"two"));
-  EXPECT_TRUE(Config::renameProfile(L"Second", L"Third"));
-  EXPECT_TRUE(Config::resetProfile(L"Third"));
-  EXPECT_TRUE(Config::deleteProfile(L"Third"));
+  EXPECT_TRUE(Config::renameProfile(L"Second", L"Third") && Config::deleteProfile(L"Third"));
+  EXPECT_FALSE(Config::resetProfile(L"Third"));
   EXPECT_EQ(&Config::profileManager(), m_manager.get());
-  EXPECT_EQ(Config::getIfProfileNode(eCfgAddins, false), nullptr);
-  EXPECT_EQ(Config::getIfProfileNode(eCfgProfiles, false), m_manager->getProfileNode(OdString(), false));
   OdString entry(L"a/b/x");
   const auto parent = Config::getIfProfileNodeParent(entry, eCfgPlot, true);
   ASSERT_NE(parent, nullptr);
@@ -348,35 +362,25 @@ TEST_F(ConfigFacadeTest, RegExpandSwitchesExpansion) {
 }
 
 TEST(ConfigTsb, AppIdFileAndItsMessages) {
-  test::TempDir dir;
-  test::LogCapture log;
-  const std::string missing = (dir / "none.json").string();
   EXPECT_TRUE(Config::isTSB());
-  EXPECT_TRUE(Config::readTsbAppID(OdString(missing.c_str())).isEmpty());
-  ASSERT_EQ(log.messages().size(), 1u);
-  EXPECT_EQ(log.messages()[0], L"TSB app ID file '" + wxString(missing).ToStdWstring() + L"' does not exist");
-
-  const auto write = [&](const char* name, const char* text) {
-    std::ofstream(dir / name) << text;
-    return OdString((dir / name).string().c_str());
-  };
-  log.clear();
-  const OdString bad = write("bad.json", "{ not json");
-  EXPECT_TRUE(Config::readTsbAppID(bad).isEmpty());
-  ASSERT_EQ(log.messages().size(), 1u);
-  EXPECT_EQ(log.messages()[0], L"Unable to parse json from TSB app ID file '" + str(bad) + L"'");
-
-  log.clear();
-  EXPECT_TRUE(Config::readTsbAppID(write("nocompany.json", R"({"appID": "a1"})")).isEmpty());
-  ASSERT_EQ(log.messages().size(), 1u);
-  EXPECT_EQ(log.messages()[0], L"Unable to read json key 'companyID' from TSB app file");
-
-  log.clear();
-  EXPECT_TRUE(Config::readTsbAppID(write("wrongtype.json", R"({"appID": 5, "companyID": "c"})")).isEmpty());
-  ASSERT_EQ(log.messages().size(), 1u);
-  EXPECT_EQ(log.messages()[0], L"Unable to read json key 'appID' from TSB app file");
-
-  log.clear();
-  EXPECT_EQ(str(Config::readTsbAppID(write("good.json", R"({"appID": "app-7", "companyID": "c"})"))), L"app-7");
-  EXPECT_TRUE(log.messages().empty());
+  test::TempDir dir;
+  const std::pair<const char*, std::wstring> cases[] = {
+      {nullptr, L"TSB app ID file '%s' does not exist"},
+      {"{ not json", L"Unable to parse json from TSB app ID file '%s'"},
+      {"[\"appID\"]", L"Unable to parse json from TSB app ID file '%s'"},
+      {R"({"appID": "a1"})", L"Unable to read json key 'companyID' from TSB app file"},
+      {R"({"appID": 5, "companyID": "c"})", L"Unable to read json key 'appID' from TSB app file"},
+      {R"({"appID": "app-7", "companyID": "c"})", L""}};
+  int n = 0;
+  for (const auto& [content, message] : cases) {
+    const auto file = dir / ("tsb" + std::to_string(++n) + ".json");
+    if (content != nullptr) std::ofstream(file) << content;
+    const OdString name(file.string().c_str());
+    test::LogCapture log;
+    const OdString appId = Config::readTsbAppID(name);
+    EXPECT_EQ(str(appId), message.empty() ? L"app-7" : L"");
+    std::wstring expected = message;
+    if (const auto at = expected.find(L"%s"); at != std::wstring::npos) expected.replace(at, 2, str(name));
+    EXPECT_EQ(log.messages(), message.empty() ? std::vector<std::wstring>() : std::vector<std::wstring>{expected});
+  }
 }

@@ -9,7 +9,6 @@
 
 #include <wx/arrstr.h>
 
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,15 +35,14 @@ wxString profilesKey() {
   return key;
 }
 
-bool storeHasKey(const wxString& relative) { return RegKey(eCurrentUser, profilesKey() + L"\\" + relative).exists(); }
+wxString keyOf(const wxString& relative) { return relative.empty() ? profilesKey() : profilesKey() + L"\\" + relative; }
 
-bool storeString(const wxString& relative, const wxString& name, wxString& value) {
-  RegKey key(eCurrentUser, relative.empty() ? profilesKey() : profilesKey() + L"\\" + relative);
-  return key.open(eRead) && key.queryValue(name, value);
-}
+bool storeHasKey(const wxString& relative) { return RegKey(eCurrentUser, keyOf(relative)).exists(); }
 
-bool storeNumber(const wxString& relative, const wxString& name, long& value) {
-  RegKey key(eCurrentUser, profilesKey() + L"\\" + relative);
+// A value straight from the store (wxString or long), below the profiles key.
+template <typename T>
+bool storeValue(const wxString& relative, const wxString& name, T& value) {
+  RegKey key(eCurrentUser, keyOf(relative));
   return key.open(eRead) && key.queryValue(name, value);
 }
 
@@ -70,6 +68,16 @@ class ProfileTest : public ::testing::Test {
   std::unique_ptr<ProfileManagerBase> m_manager;
 };
 
+// A host's manager whose export refuses one profile and counts its calls.
+class RefusingManager : public ProfileManagerBase {
+ public:
+  bool exportProfile(const OdString& name, std::shared_ptr<ConfigStorageBase> storage) const override {
+    ++m_exports;
+    return name != L"Refused" && ProfileManagerBase::exportProfile(name, std::move(storage));
+  }
+  mutable int m_exports = 0;
+};
+
 }  // namespace
 
 TEST_F(ProfileTest, EmptyNameIsTheTreeAndNamesIgnoreCase) {
@@ -79,20 +87,30 @@ TEST_F(ProfileTest, EmptyNameIsTheTreeAndNamesIgnoreCase) {
   ASSERT_NE(work, nullptr);
   EXPECT_EQ(m_manager->getProfileNode(L"WORK", false), work);
   EXPECT_EQ(m_manager->getProfileNode(L"wOrK", true), work);
-  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"Work"});
-  EXPECT_EQ(m_manager->getProfileNode(L"a/b", true), nullptr);  // not one key level
+  for (const wchar_t* bad : {L"a/b", L"a\\b", L".."}) EXPECT_EQ(m_manager->getProfileNode(bad, true), nullptr);
+  OdArray<OdString> names;
+  names.append(L"before");
+  m_manager->getProfileNames(names);  // appends
+  ASSERT_EQ(names.size(), 2u);
+  EXPECT_EQ(str(names[1]), L"Work");
 }
 
 TEST_F(ProfileTest, CurrentProfileIsRecordedAndSurvivesFlush) {
-  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  // A store whose profiles key names "Old" in its own value, which wins over
+  // "CurProfile" when the store is read.
+  RegKey root(eCurrentUser, profilesKey());
+  ASSERT_TRUE(RegKey(eCurrentUser, keyOf(L"Old")).create() && root.create() && root.setValue(L"", L"Old"));
+  ASSERT_TRUE(m_manager->reset());
+  EXPECT_EQ(str(m_manager->currentProfileName()), L"Old");
   EXPECT_FALSE(m_manager->setCurrentProfile(L"", true));
   ASSERT_TRUE(m_manager->setCurrentProfile(L"Mine", true));
   EXPECT_EQ(str(m_manager->currentProfileName()), L"Mine");
-  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"Mine"});  // "CurProfile" is no profile
+  EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"Mine", L"Old"}));  // "CurProfile" is no profile
   ASSERT_TRUE(m_manager->flush());
   wxString value;
-  ASSERT_TRUE(storeString(L"", L"CurProfile", value));
+  ASSERT_TRUE(storeValue(L"", L"CurProfile", value));
   EXPECT_EQ(value, L"Mine");
+  EXPECT_TRUE(storeValue(L"", L"", value) && value.empty());  // the old record is emptied
   EXPECT_TRUE(storeHasKey(L"Mine\\Config"));  // prepared for writing
 
   m_manager.reset();
@@ -104,8 +122,11 @@ TEST_F(ProfileTest, CopyOfAMissingProfileCreatesBothEmpty) {
   EXPECT_TRUE(m_manager->copyProfile(L"Ghost", L"Copy"));
   EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"Copy", L"Ghost"}));
   ASSERT_TRUE(m_manager->flush());
-  EXPECT_TRUE(storeHasKey(L"Ghost"));
-  EXPECT_TRUE(storeHasKey(L"Copy"));
+  EXPECT_TRUE(storeHasKey(L"Ghost") && storeHasKey(L"Copy"));
+  // An empty name would be the whole tree: no source at all.
+  EXPECT_FALSE(m_manager->copyProfile(L"", L"All"));
+  EXPECT_FALSE(m_manager->renameProfile(L"", L"All"));
+  EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"Copy", L"Ghost"}));
 }
 
 TEST_F(ProfileTest, CopyOverwritesAndCarriesValuesAndDescription) {
@@ -117,25 +138,31 @@ TEST_F(ProfileTest, CopyOverwritesAndCarriesValuesAndDescription) {
   EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Source", false), m_manager->getProfileNode(L"Target", false)));
   ASSERT_TRUE(m_manager->flush());
   long n = 0;
-  EXPECT_FALSE(storeNumber(L"Target\\Config", L"Old", n));  // the old key was replaced
-  EXPECT_TRUE(storeNumber(L"Target\\Config", L"Number", n));
-  EXPECT_EQ(n, 255);
+  EXPECT_FALSE(storeValue(L"Target\\Config", L"Old", n));  // the old key was replaced
+  EXPECT_TRUE(storeValue(L"Target\\Config", L"Number", n) && n == 255);
   wxString description;
-  EXPECT_TRUE(storeString(L"Target", L"", description));
-  EXPECT_EQ(description, L"described");
+  EXPECT_TRUE(storeValue(L"Target", L"", description) && description == L"described");
 }
 
-TEST_F(ProfileTest, CopyOverTheCurrentProfileServesTheCopy) {
+TEST_F(ProfileTest, TheCurrentProfileFollowsItsReplacements) {
   fill(L"Src");
   ASSERT_TRUE(m_manager->setCurrentProfile(L"Cur", true));
   ASSERT_TRUE(m_manager->copyProfile(L"Src", L"CUR"));
   long n = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n));
-  EXPECT_EQ(n, 255);
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);  // the copy is served
+  // Reset after the copy: what is written lands in the empty profile.
+  ASSERT_TRUE(m_manager->resetProfile(L"Cur"));
+  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Number"));
   ASSERT_TRUE(Config::writeLong(eCfgConfig, L"After", 2));
   ASSERT_TRUE(m_manager->flush());
-  EXPECT_TRUE(storeNumber(L"Cur\\Config", L"After", n));
-  EXPECT_EQ(n, 2);
+  EXPECT_TRUE(storeValue(L"Cur\\Config", L"After", n) && n == 2);
+  EXPECT_FALSE(storeValue(L"Cur\\Config", L"Number", n));
+  // Deleting a profile that replaced another still ends its being current.
+  ASSERT_TRUE(m_manager->deleteProfile(L"Cur"));
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Cur", true));  // over the deleted one
+  ASSERT_TRUE(m_manager->deleteProfile(L"cur"));
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
 }
 
 TEST_F(ProfileTest, RenameRefusesAnExistingTargetAndMovesCurProfile) {
@@ -149,16 +176,13 @@ TEST_F(ProfileTest, RenameRefusesAnExistingTargetAndMovesCurProfile) {
   ASSERT_TRUE(m_manager->renameProfile(L"A", L"C"));
   EXPECT_EQ(str(m_manager->currentProfileName()), L"C");
   long n = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n));
-  EXPECT_EQ(n, 255);
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);
   ASSERT_TRUE(m_manager->flush());
   EXPECT_FALSE(storeHasKey(L"A"));
-  EXPECT_TRUE(storeNumber(L"C\\Toolbars\\Deep\\Er", L"Value", n));
+  EXPECT_TRUE(storeValue(L"C\\Toolbars\\Deep\\Er", L"Value", n));
   wxString value;
-  ASSERT_TRUE(storeString(L"", L"CurProfile", value));
-  EXPECT_EQ(value, L"C");
-  ASSERT_TRUE(storeString(L"C", L"", value));
-  EXPECT_EQ(value, L"described");
+  EXPECT_TRUE(storeValue(L"", L"CurProfile", value) && value == L"C");
+  EXPECT_TRUE(storeValue(L"C", L"", value) && value == L"described");
 }
 
 TEST_F(ProfileTest, ResetEmptiesButKeepsTheName) {
@@ -190,6 +214,42 @@ TEST_F(ProfileTest, DeleteReachesTheStoreAtOnce) {
   EXPECT_FALSE(storeHasKey(L"Gone"));
 }
 
+TEST_F(ProfileTest, ImportAndExportWithoutAStorageUseTheStore) {
+  fill(L"P");
+  EXPECT_FALSE(m_manager->importProfile(L"P", nullptr));  // not in the store yet
+  EXPECT_FALSE(m_manager->exportProfile(L"Nobody", nullptr));
+  ASSERT_TRUE(m_manager->exportProfile(L"P", nullptr));
+  long n = 0;
+  EXPECT_TRUE(storeValue(L"P\\Config", L"Number", n) && n == 255);
+  // Importing from the store drops what the tree changed since.
+  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Number", 1) && Config::writeLong(eCfgConfig, L"Unsaved", 1));
+  ASSERT_TRUE(m_manager->importProfile(L"p", nullptr));
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);  // the imported profile is current
+  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Unsaved"));
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_FALSE(storeValue(L"P\\Config", L"Unsaved", n));
+  EXPECT_TRUE(storeValue(L"P\\Config", L"Number", n) && n == 255);
+}
+
+TEST_F(ProfileTest, FlushExportsThroughTheVirtualSlotAndReportsFailure) {
+  m_manager.reset();
+  RefusingManager manager;
+  ASSERT_TRUE(manager.setCurrentProfile(L"Good", true));
+  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"V", 1));
+  ASSERT_TRUE(manager.copyProfile(L"Good", L"Gone"));
+  ASSERT_TRUE(manager.flush());
+  ASSERT_TRUE(manager.deleteProfile(L"Gone"));
+  manager.getProfileNode(L"Refused", true);
+  manager.m_exports = 0;
+  EXPECT_FALSE(manager.flush());
+  EXPECT_EQ(manager.m_exports, 2);  // the live profiles only
+  EXPECT_FALSE(Config::flush());    // the facade reports the manager's failure
+  long n = 0;
+  EXPECT_TRUE(storeValue(L"Good\\Config", L"V", n) && n == 1);  // the others are written all the same
+  wxString value;
+  EXPECT_TRUE(storeValue(L"", L"CurProfile", value) && value == L"Good");
+}
+
 TEST_F(ProfileTest, ResetReloadsFromTheStore) {
   fill(L"P");
   ASSERT_TRUE(m_manager->flush());
@@ -198,6 +258,13 @@ TEST_F(ProfileTest, ResetReloadsFromTheStore) {
   EXPECT_EQ(str(m_manager->currentProfileName()), L"P");
   EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Unflushed"));
   EXPECT_TRUE(Config::hasEntry(eCfgConfig, L"Number"));
+  // A store without profiles: nothing to reload, nothing current.
+  ASSERT_TRUE(m_manager->deleteProfile(L"P"));
+  RegKey profiles(eCurrentUser, profilesKey());
+  ASSERT_TRUE(profiles.open() && profiles.deleteSelf());
+  EXPECT_FALSE(m_manager->reset());
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  EXPECT_TRUE(namesOf(*m_manager).empty());
 }
 
 TEST_F(ProfileTest, WxFunctions) {
@@ -206,42 +273,13 @@ TEST_F(ProfileTest, WxFunctions) {
   EXPECT_TRUE(ut::profileExists(L"W"));
   EXPECT_FALSE(ut::profileExists(L""));
   EXPECT_EQ(ut::getProfileDescription(L"W"), L"desc");
-  EXPECT_TRUE(ut::setCurrentProfileName(L"W"));
-  EXPECT_EQ(ut::getCurrentProfileName(), L"W");
+  EXPECT_TRUE(ut::setCurrentProfileName(L"W") && ut::getCurrentProfileName() == L"W");
   EXPECT_FALSE(ut::renameProfile(L"Missing", L"Y"));
   EXPECT_FALSE(ut::profileExists(L"Missing"));  // the wx rename checks first
   EXPECT_TRUE(ut::renameProfile(L"W", L"Y"));
   wxArrayString names;
   ut::getProfileNames(names);
-  ASSERT_EQ(names.size(), 1u);
-  EXPECT_EQ(names[0], L"Y");
-  EXPECT_TRUE(ut::resetProfile(L"Y"));
-  EXPECT_TRUE(ut::deleteProfile(L"Y"));
+  EXPECT_EQ(names, wxArrayString(1, L"Y"));
+  EXPECT_TRUE(ut::resetProfile(L"Y") && ut::deleteProfile(L"Y"));
   EXPECT_FALSE(ut::profileExists(L"Y"));
-}
-
-TEST_F(ProfileTest, AnotherProcessSeesFlushedChangesAfterReset) {
-  fill(L"Shared");
-  ASSERT_TRUE(Config::writeString(eCfgConfig, L"Plain", L"plain ü"));
-  ASSERT_TRUE(Config::flush());
-  const std::string store = m_store.file().string();
-  const std::string key = (profilesKey() + L"\\Shared\\Config").ToStdString();
-  {
-    test::ChildProcess reader(UT_TEST_CHILD, {"--store", store, "get", key, "Plain"});
-    ASSERT_TRUE(reader.started());
-    const auto line = reader.readLine();
-    ASSERT_TRUE(line.has_value());
-    EXPECT_EQ(wxString::FromUTF8(line->c_str()), L"plain ü");
-    reader.wait();
-  }
-  {
-    test::ChildProcess writer(UT_TEST_CHILD, {"--store", store, "set", key, "FromChild", "child value"});
-    ASSERT_TRUE(writer.started());
-    EXPECT_EQ(writer.wait(), 0);
-  }
-  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"FromChild"));  // the tree is not live
-  ASSERT_TRUE(m_manager->reset());
-  OdString s;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"FromChild", s));
-  EXPECT_EQ(str(s), L"child value");
 }

@@ -60,10 +60,12 @@ bool validGroup(ECfgGroup g) {
   return false;
 }
 
-bool isTreeGroup(ECfgGroup g) {
+const wchar_t* treePath(ECfgGroup g) {
   const int i = static_cast<int>(g);
-  return i >= 0 && i < kCfgGroupCount && kTreePaths[static_cast<std::size_t>(i)] != nullptr;
+  return i >= 0 && i < kCfgGroupCount ? kTreePaths[static_cast<std::size_t>(i)] : nullptr;
 }
+
+bool isTreeGroup(ECfgGroup g) { return treePath(g) != nullptr; }
 
 OdString leafName(const OdString& path) {
   OdString p = path;

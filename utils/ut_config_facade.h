@@ -16,6 +16,10 @@ namespace ut::facade {
 bool validGroup(ECfgGroup g);
 // Whether a group is served from the profile tree.
 bool isTreeGroup(ECfgGroup g);
+// The key of a tree group relative to the current profile ("Config/Plot/",
+// "" for the profile's own key and for group 13, which is the whole profiles
+// tree); null for the groups the wxConfigBase serves.
+const wchar_t* treePath(ECfgGroup g);
 
 // The route of one entry. For a tree group `node` is the key holding the
 // entry (empty when it does not exist and was not to be created) and `name`

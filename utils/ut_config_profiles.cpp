@@ -39,37 +39,6 @@ std::unique_ptr<ProfileManagerBase>& fallbackManager() {
   return manager;
 }
 
-// Tree-group keys relative to the current profile, by group value.
-OdString treeRelativePath(ECfgGroup g) {
-  switch (g) {
-    case eCfgProfile: return OdString();
-    case eCfgConfig: return L"Config/";
-    case eCfgDialogs: return L"Dialogs/";
-    case eCfgMenus: return L"Menus/";
-    case eCfgMLeader: return L"MLeader/";
-    case eCfgPlot: return L"Config/Plot/";
-    case eCfgProjectSettings: return L"Project Settings/";
-    case eCfgProfileRecentPaths: return L"Recent Paths/";
-    case eCfgStartup: return L"Startup/";
-    case eCfgStatusBar: return L"StatusBar/";
-    case eCfgTablet: return L"Config/Tablet/";
-    case eCfgToolbars: return L"Toolbars/";
-    case eCfgTPSettings: return L"TPSettings/";
-    case eCfgWindows: return L"Windows/";
-    case eCfgWorksets: return L"Worksets/";
-    case eCfgQuad: return L"Quad/";
-    case eCfgPropertiesBar: return L"Properties Bar/";
-    case eCfg3dMouseMenu: return L"3dMouseMenu/";
-    case eCfgHotkeyAssistantContext: return L"HotkeyAssistantContext/";
-    case eCfgMapConnections: return L"Map Connections/";
-    case eCfgLayersPanel: return L"Layers Panel/";
-    case eCfgDrawingRecovery: return L"Drawing Recovery/";
-    case eCfgRibbonPanel: return L"Ribbon Panel/";
-    case eCfgDataCollection: return L"Data Collection/";
-    default: return OdString();
-  }
-}
-
 struct ShapeDefault {
   const wchar_t* entry;
   bool flag;
@@ -158,7 +127,7 @@ std::shared_ptr<ConfigNodeBase> Config::getProfileNode(const OdString& path, boo
 std::shared_ptr<ConfigNodeBase> Config::getIfProfileNode(ECfgGroup g, bool create) {
   if (!validGroup(g) || !isTreeGroup(g)) return nullptr;
   if (g == eCfgProfiles) return profileManager().getProfileNode(OdString(), false);
-  return getProfileNode(treeRelativePath(g), create);
+  return getProfileNode(OdString(treePath(g)), create);
 }
 
 std::shared_ptr<ConfigNodeBase> Config::getIfProfileNodeParent(OdString& entry, ECfgGroup g, bool create) {

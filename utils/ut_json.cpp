@@ -139,9 +139,9 @@ boost::any getAnyValue(const JsonObject& object, const OdString& key, const Cont
       return boost::any(std::wstring(OdString::fromUtf8(value.get_ref<const std::string&>()).c_str()));
     default: break;
   }
-  throw JsonParseError(decorated(
-      OdString().format(L"Expected bool/int/double/string type but found %ls", toString(jsonType(value)).c_str()),
-      context, key));
+  // The one message that carries neither the context nor the key.
+  throw JsonParseError(
+      OdString().format(L"Expected bool/int/double/string type but found %ls", toString(jsonType(value)).c_str()));
 }
 
 bool parseJson(std::string_view text, JsonValue& value) {

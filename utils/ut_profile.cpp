@@ -33,6 +33,21 @@ bool isProfileName(const OdString& name) {
 
 bool isLiveContainer(const ConfigNodePtr& node) { return isLiveNode(node) && node->isContainerNode(); }
 
+// The node itself behind the overlay that stands for it in the tree once it
+// replaced another: the manager keeps and compares the nodes themselves, so
+// that "is this the current profile" holds whichever way a node was reached.
+ConfigNodePtr withoutOverlay(ConfigNodePtr node) {
+  while (const auto* overlay = dynamic_cast<const ConfigReplacedNode*>(node.get())) node = overlay->wrapped();
+  return node;
+}
+
+// Stands for a whole profile key that is deleted from the store at once,
+// without waiting for the next flush.
+class ConfigDeletedProfileNode final : public ConfigDeletedNode {
+ public:
+  explicit ConfigDeletedProfileNode(const OdString& name) : ConfigDeletedNode(keyPathOf(name), true) {}
+};
+
 // A fresh profile container carrying the description of another, if any.
 ConfigNodePtr newProfileLike(const OdString& name, const ConfigNodePtr& source) {
   ConfigNodePtr node = ConfigNode::createNode(keyPathOf(name));
@@ -83,7 +98,7 @@ ConfigNodePtr ProfileManagerBase::getProfileNode(const OdString& name, bool crea
   if (!m_profiles) return nullptr;
   if (name.isEmpty()) return m_profiles;
   if (!isProfileName(name)) return nullptr;
-  ConfigNodePtr node = m_profiles->childAt(keyPathOf(name));
+  ConfigNodePtr node = withoutOverlay(m_profiles->childAt(keyPathOf(name)));
   if (isLiveContainer(node)) return node;
   if (!create) return nullptr;
   node = ConfigNode::createNode(keyPathOf(name));
@@ -111,7 +126,8 @@ bool ProfileManagerBase::setCurrentProfile(const OdString& name, bool prepare) {
 }
 
 bool ProfileManagerBase::copyProfile(const OdString& from, const OdString& to) {
-  if (!m_profiles || !isProfileName(to)) return false;
+  // An empty source would name the whole tree.
+  if (!m_profiles || !isProfileName(from) || !isProfileName(to)) return false;
   const ConfigNodePtr source = getProfileNode(from, true);
   if (!source) return false;
   ConfigNodePtr copy = newProfileLike(to, source);
@@ -136,13 +152,12 @@ bool ProfileManagerBase::deleteProfile(const OdString& name) {
   if (m_currentProfile == profile) m_currentProfile.reset();
   const auto storage = createStorage(profilesRootPath(), true);
   if (!storage) return false;
-  const auto deleted = std::make_shared<ConfigDeletedNode>(keyPathOf(name), true);
-  storage->flush(deleted, true);
+  storage->flush(std::make_shared<ConfigDeletedProfileNode>(name), true);
   return true;
 }
 
 bool ProfileManagerBase::renameProfile(const OdString& from, const OdString& to) {
-  if (!m_profiles || !isProfileName(to)) return false;
+  if (!m_profiles || !isProfileName(from) || !isProfileName(to)) return false;
   if (getProfileNode(to, false)) return false;
   const ConfigNodePtr source = getProfileNode(from, true);
   if (!source) return false;

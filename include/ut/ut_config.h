@@ -30,7 +30,9 @@
 // (ut_profile.h); every other group goes to the application's wxConfigBase,
 // which is wxConfigBase::Get() when the host has set one, else a RegConfig
 // installed once as the default (RegConfig::installAsDefault). Profile-tree
-// changes reach the store with flush().
+// changes reach the store with flush(). An entry of a profile group whose key
+// the tree lacks is missing: it is never looked for through the wxConfigBase,
+// which may still hold what the tree deleted and has not flushed yet.
 //
 // Values. Numbers in the profile tree are 32-bit: writeLong() refuses a value
 // that does not fit (as a signed or unsigned 32-bit number), and a number
@@ -50,8 +52,8 @@
 //
 // Unknown groups: every operation taking a group logs "Unknown configuration
 // group (%d)" with wxLogError for a value outside 0 to 39 and answers false
-// (0, empty). Groups without a key path (21, 36 to 39) work through the tree
-// only, so without a profile manager they fail the same way.
+// (0, empty). Groups without a key path (21, 36 to 39) work all the same:
+// they are served by the profile tree, and only regPath() refuses them.
 //
 // Copying and renaming over the wxConfigBase carry strings, integers, floats
 // and booleans; an entry of another type is not copied: "{{Unknown type: %d}}"
@@ -178,6 +180,8 @@ class UT_EXPORT Config {
   Config& operator=(Config&&) = default;
 
   // --- Reading by group ----------------------------------------------------
+  // True with the value in `value`; false, `value` untouched, for a missing
+  // entry or one of another type or format (see "Values").
   static bool read(ECfgGroup g, const OdString& entry, bool& value);
   static bool read(ECfgGroup g, const OdString& entry, short& value);
   static bool read(ECfgGroup g, const OdString& entry, long& value);
@@ -197,6 +201,8 @@ class UT_EXPORT Config {
   static bool read(const OdString& path, OdString& value);
 
   // --- Writing by group ----------------------------------------------------
+  // Creates the entry (and missing subgroups) or replaces its value, whatever
+  // its type was; see "Values" for the stored forms.
   static bool writeBool(ECfgGroup g, const OdString& entry, bool value);
   static bool writeShort(ECfgGroup g, const OdString& entry, short value);
   static bool writeLong(ECfgGroup g, const OdString& entry, long value);
@@ -216,32 +222,44 @@ class UT_EXPORT Config {
   static bool writeString(const OdString& path, const OdString& value);
 
   // --- Entries (entry names may hold "/" to reach into subgroups) -----------
+  // Names ignore letter case on both routes. A subgroup is not an entry.
   static bool hasEntry(ECfgGroup g, const OdString& entry);
+  // False when the entry does not exist.
   static bool deleteEntry(ECfgGroup g, const OdString& entry);
   // False when `newName` exists or `oldName` does not.
   static bool renameEntry(ECfgGroup g, const OdString& oldName, const OdString& newName);
   // Profile tree: a number is eCfgTypeInteger, a string eCfgTypeString,
   // anything else eCfgTypeUnknown; otherwise the wxConfigBase's answer.
   static ECfgType entryType(ECfgGroup g, const OdString& entry);
+  // The number of entries of the group's own key (0 when it is missing).
   static int countEntries(ECfgGroup g);
-  // Append the names of the group's (or its subgroup's) entries, resp. subgroups.
+  // Append the names of the entries of the group's (or its subgroup's) key;
+  // false when that key is missing.
   static bool listEntries(ECfgGroup g, OdArray<OdString>& entries);
   static bool listEntries(ECfgGroup g, OdArray<OdString>& entries, const OdString& subgroup);
 
   // --- Groups -------------------------------------------------------------
-  // A full key path (eCfgPathConfig form); below the profiles root it is
-  // looked up in the profile tree.
+  // Whether a key exists: a full key path (eCfgPathConfig form; below the
+  // profiles root it is looked up in the profile tree), a group's key (the
+  // store's root, group 0, always exists), or a subgroup of it ("a/b").
   static bool hasGroup(const OdString& path);
   static bool hasGroup(ECfgGroup g);
   static bool hasGroup(ECfgGroup g, const OdString& subgroup);
+  // Deletes a group's key, resp. a subgroup, with everything below it.
+  // eCfgProfile deletes the current profile (ProfileManagerBase::
+  // deleteProfile, at once in the store); the store's root (eCfgRoot) and the
+  // key of all profiles (eCfgProfiles) are never deleted here.
   static bool deleteGroup(ECfgGroup g);
   static bool deleteGroup(ECfgGroup g, const OdString& subgroup);
   // Renames the group's own key (it keeps its parent), resp. a subgroup.
-  // False when the new name exists or the old one does not.
+  // False when the new name exists or the old one does not. eCfgProfile
+  // renames the current profile; eCfgRoot and eCfgProfiles are refused.
   static bool renameGroup(ECfgGroup g, const OdString& newName);
   static bool renameGroup(ECfgGroup g, const OdString& oldName, const OdString& newName);
-  // Copies subgroup `from` of the group to subgroup `to`, replacing it.
+  // Copies subgroup `from` of the group with its subtree to `to` beside it
+  // (one key level), replacing what `to` held.
   static bool copyGroup(ECfgGroup g, const OdString& from, const OdString& to);
+  // The number of subgroups of the group's key, and their names appended.
   static int countGroups(ECfgGroup g);
   static bool listGroups(ECfgGroup g, OdArray<OdString>& groups);
   static bool listGroups(ECfgGroup g, OdArray<OdString>& groups, const OdString& subgroup);
@@ -345,13 +363,16 @@ class UT_EXPORT Config {
   static bool setShapeDefaults();
   // Always true: the app-id file always applies.
   static bool isTSB();
-  // The application identifier, the string "appID" of the JSON file
-  // "tsb.json" (which must also name its "companyID"), looked for in the folder of the running program, then in the
-  // per-user data folder (wxStandardPaths::GetUserDataDir()). Read once; on
-  // failure one of "TSB app ID file '%ls' does not exist", "Unable to open TSB
+  // The application identifier: the string "appID" of the JSON file
+  // "tsb.json", which must also hold the string "companyID". The file is
+  // looked for in the folder of the running program, then in the per-user
+  // data folder (wxStandardPaths::GetUserDataDir()), and read once. On
+  // failure the result is an empty string and one of these is logged with
+  // wxLogError: "TSB app ID file '%ls' does not exist", "Unable to open TSB
   // app ID file '%ls'", "Unable to read TSB app ID file '%ls'", "Unable to
-  // parse json from TSB app ID file '%ls'", "Unable to read json key '%ls'
-  // from TSB app file" is logged and the result is an empty string.
+  // parse json from TSB app ID file '%ls'" (also for a document that is not
+  // an object), "Unable to read json key '%ls' from TSB app file" (a key
+  // missing or not a string; "appID" is checked first).
   static const wchar_t* tsbAppID();
   // Reads the app-id file at a given path afresh (what tsbAppID() does with
   // the file it finds); empty, with the messages above, on failure.

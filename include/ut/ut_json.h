@@ -13,13 +13,15 @@
 // signed or unsigned, has the type "int"; a literal with a fraction or an
 // exponent is "real".
 //
-// Messages, decorated: "\nContext:\t<context> " when the context is not
-// empty, then "\njson key:\t\"<key>\"" when the key is not empty.
-//  - a missing key:        "Unable to find json key '<key>'"
-//  - another type:         "Error:\tExpected json type '<expected>', found '<found>'"
-//  - getAnyValue:          "Expected bool/int/double/string type but found <found>"
-//  - an integer too large
-//    for the result type:  "Json integer <value> is out of the range of <int|int64>"
+// Messages. Decorated ones are followed by "\nContext:\t<context> " (with
+// its trailing blank) when the context is not empty, then by
+// "\njson key:\t\"<key>\"" when the key is not empty.
+//  - a missing key (decorated):     "Unable to find json key '<key>'"
+//  - another type (decorated):      "Error:\tExpected json type '<expected>', found '<found>'"
+//  - an integer too large for the
+//    result type (decorated):       "Json integer <value> is out of the range of <int|int64>"
+//  - getAnyValue on an object, array
+//    or null (bare, not decorated): "Expected bool/int/double/string type but found <found>"
 // The functions hold no state and may be called from any thread.
 
 #include <ut/ut_export.h>
@@ -100,7 +102,8 @@ UT_EXPORT bool getBoolValue(const JsonObject& object, const OdString& key, const
 // file that writes 5 where 5.0 is meant is noticed.
 UT_EXPORT double getDoubleValue(const JsonObject& object, const OdString& key, const Context& context);
 // A bool, int, real or string member as bool, int, double or std::wstring;
-// an object, array or null member throws.
+// an object, array or null member throws the bare "Expected bool/int/..."
+// message.
 UT_EXPORT boost::any getAnyValue(const JsonObject& object, const OdString& key, const Context& context);
 
 // Parses a whole UTF-8 document. False, with value untouched, for text that

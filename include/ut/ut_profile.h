@@ -10,8 +10,11 @@
 // deleteProfile(), which deletes the profile's key in the store at once.
 //
 // The current profile's name is kept as the string value "CurProfile" of the
-// profiles root; a profile's description is the string value of its own key.
-// Names are matched without regard to letter case.
+// profiles root (a name in the root's own string value wins when present);
+// a profile's description is the string value of its own key. Names are
+// matched without regard to letter case; a name must be one key level (not
+// empty, no "/" or "\", not "." or ".."): anything else is refused (false,
+// an empty pointer).
 //
 // Deliberate asymmetries, kept for the callers that rely on them:
 // copyProfile() and deleteProfile() create a missing source profile (copying
@@ -20,15 +23,21 @@
 // true even when the immediate store deletion fails.
 //
 // Decisions:
+//  - A store without a profiles key (a first run) gives an empty tree, not
+//    none: profiles can be made at once and the first flush creates the key.
 //  - setCurrentProfile(name, prepare): with prepare set, a profile that has
 //    no "Config/" key yet receives one, so that the groups below it can be
 //    written at once. The flag has no other effect.
 //  - Storages are registry storages of the profiles root; a storage made by
 //    an operation itself is created with its root key (createStorage(.., true)).
-//    exportProfile() writes in full (flush(.., false)): the storage it is
-//    given may hold nothing of the profile. importProfile() loads without the
-//    saved marks (load(.., false)), so the next flush writes the whole
-//    imported profile.
+//  - exportProfile() to a storage it is given writes the profile in full
+//    (flush(.., false)): that storage may hold nothing of it. With no storage
+//    given it writes to the store the tree mirrors, so only the changes are
+//    written (flush(.., true)); this is what flush() does for every profile.
+//  - importProfile() loads without the saved marks (load(.., false)), so the
+//    next flush writes the whole imported profile.
+//  - Renaming and copying rebuild the subtree under the new name (tree paths
+//    include the profile's name), dropping deleted nodes.
 //
 // No locks: the host serialises access to the manager and to Config.
 
@@ -45,42 +54,56 @@ class wxString;
 
 namespace ut {
 
+// Every operation is virtual so that a host's manager can refine it; flush()
+// exports through the virtual exportProfile().
 class UT_EXPORT ProfileManagerBase : public ConfigManagerBase {
  public:
   // Loads the profiles tree from the store, selects the profile the store
-  // records as current (the root's own string value, else "CurProfile") and
-  // installs itself with Config::initConfig.
+  // records as current (when it exists) and installs itself with
+  // Config::initConfig. The destructor uninstalls it again.
   ProfileManagerBase();
   ~ProfileManagerBase() override;
   ProfileManagerBase(const ProfileManagerBase&) = delete;
   ProfileManagerBase& operator=(const ProfileManagerBase&) = delete;
 
-  // The container of a profile (case-insensitive name); the whole tree for
-  // an empty name. A missing profile is created empty when create is set.
+  // The container of a profile; the whole tree for an empty name. A missing
+  // (or deleted) profile is created empty when create is set, else empty.
   virtual ConfigNodePtr getProfileNode(const OdString& name, bool create);
-  // Appends the names of the live profiles, in tree order.
+  // Appends (without clearing) the names of the live profiles, in tree order.
   virtual void getProfileNames(OdArray<OdString>& names);
-  // Makes a profile current (created when missing) and records it as
-  // "CurProfile"; false for an empty name.
+  // Makes a profile current (created when missing), re-installs the manager
+  // with Config::initConfig, empties the root's own value and records the
+  // name as "CurProfile". False for an empty name.
   virtual bool setCurrentProfile(const OdString& name, bool prepare);
+  // Copies a profile with its description to `to`, replacing a profile of
+  // that name (the current profile then serves the copy).
   virtual bool copyProfile(const OdString& from, const OdString& to);
+  // Removes a profile from the tree and deletes its key in the store at
+  // once; a deleted current profile leaves none current.
   virtual bool deleteProfile(const OdString& name);
+  // Moves a profile with its description to a name no profile has (a missing
+  // source, created first, gives an empty one); the current profile stays
+  // current under the new name ("CurProfile" follows).
   virtual bool renameProfile(const OdString& from, const OdString& to);
   // Empties an existing profile; its name (and nothing else) stays.
   virtual bool resetProfile(const OdString& name);
   // Loads a profile from a storage (the profiles root of the store when
-  // empty) under the given name, replacing a profile of that name.
+  // empty) under the given name, replacing a profile of that name; when that
+  // is the current profile, the imported one becomes current.
   virtual bool importProfile(const OdString& name, std::shared_ptr<ConfigStorageBase> storage);
-  // Writes a profile in full to a storage (the profiles root when empty).
+  // Writes an existing profile to a storage (see Decisions).
   virtual bool exportProfile(const OdString& name, std::shared_ptr<ConfigStorageBase> storage) const;
 
   // The current profile (empty when none) and its name ("" when none).
   ConfigNodePtr currentProfile() const { return m_currentProfile; }
   OdString currentProfileName() const;
-  // Writes every change of the tree to the store; true with no tree.
+  // Writes every change of the tree to the store: each live profile through
+  // exportProfile(), then the deleted profiles, then the root's own values.
+  // True only when every step succeeded; true with no tree.
   bool flush() const;
   // Drops the tree and loads it afresh from the store, keeping the current
-  // profile by name. False when the store holds no profiles root.
+  // profile by name (or taking the one the store records). False when the
+  // store holds no profiles key: the tree is then empty, none is current.
   bool reset();
 
  private:
