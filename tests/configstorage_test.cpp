@@ -488,6 +488,7 @@ namespace {
 
 class Manager : public ConfigManagerBase {
  public:
+  using ConfigManagerBase::createStorage;
   using ConfigManagerBase::exportNode;
   using ConfigManagerBase::importNode;
 };
@@ -495,14 +496,14 @@ class Manager : public ConfigManagerBase {
 }  // namespace
 
 TEST_F(ConfigStorageTest, CreateStorageForAKeyPath) {
-  EXPECT_NE(ConfigManagerBase::createStorage(kRoot, false), nullptr);
-  EXPECT_EQ(ConfigManagerBase::createStorage(L"/T/Missing/", false), nullptr);
+  EXPECT_NE(Manager::createStorage(kRoot, false), nullptr);
+  EXPECT_EQ(Manager::createStorage(L"/T/Missing/", false), nullptr);
   EXPECT_FALSE(RegKey(eCurrentUser, L"Software\\TVCAD\\T\\Missing").exists());
-  const auto made = ConfigManagerBase::createStorage(L"/T/Missing/Deeper/", true);
+  const auto made = Manager::createStorage(L"/T/Missing/Deeper/", true);
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(made->rootPath(), OdString(L"/T/Missing/Deeper/"));
   EXPECT_TRUE(RegKey(eCurrentUser, L"Software\\TVCAD\\T\\Missing\\Deeper").exists());
-  EXPECT_EQ(ConfigManagerBase::createStorage(L"/T//x/", true), nullptr);
+  EXPECT_EQ(Manager::createStorage(L"/T//x/", true), nullptr);
 }
 
 TEST_F(ConfigStorageTest, ImportAndExportNodes) {

@@ -137,12 +137,11 @@ class UT_EXPORT ConfigManagerBase {
  public:
   virtual ~ConfigManagerBase();
 
+ protected:
   // A registry storage for a root key path (eCfgPathConfig form). Empty when
   // the path is not a key path, the store cannot be opened, or the key is
   // missing and create is false; with create the key is made.
   static std::shared_ptr<ConfigStorageBase> createStorage(const OdString& path, bool create);
-
- protected:
   // The whole subtree of the registry key at path, as a tree whose root is
   // the container with the empty path, marked saved and untouched; empty when
   // the key does not exist or cannot be read.
