@@ -88,6 +88,17 @@ TEST_F(ProfileToolTest, ConfigEntriesTypedByOption) {
   ASSERT_EQ(run({"config", "delete", "Addins", "Flag"}).status, 0);
   EXPECT_EQ(run({"config", "get", "Addins", "Flag"}).status, 1);
   EXPECT_EQ(run({"config", "delete", "Addins", "Flag"}).status, 1);
+
+  // A profile from Windows: its binary values are kept, and said to be
+  // unreadable rather than missing.
+  ASSERT_EQ(run({"profile", "import", std::string(UT_SHARED_TESTDATA_DIR) + "/registry/profile-windows-export.reg"})
+                .status,
+            0);
+  ASSERT_EQ(run({"profile", "use", "drafting"}).status, 0);
+  EXPECT_EQ(run({"config", "get", "Config", "OSMODE"}).out, "4263\n");
+  const Result blob = run({"config", "get", "Config", "WindowPlacement"});
+  EXPECT_EQ(blob.status, 1);
+  EXPECT_EQ(blob.err, "ut: entry WindowPlacement in eCfgConfig holds no number or text\n");
 }
 
 TEST_F(ProfileToolTest, AnotherProcessChangesAndThisOneSeesThemAfterReset) {

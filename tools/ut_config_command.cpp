@@ -187,7 +187,11 @@ int runGet(const Context& context, const EntryOptions& o) {
       break;
     }
   }
-  throw OperationError("no entry " + o.entry + " in " + toUtf8(wxString(cfgGroupName(group).c_str())));
+  const std::string where = o.entry + " in " + toUtf8(wxString(cfgGroupName(group).c_str()));
+  // Binary data and the like are kept in a profile but are no setting the
+  // facade can read; "ut reg query" shows them.
+  if (Config::hasEntry(group, entry)) throw OperationError("entry " + where + " holds no number or text");
+  throw OperationError("no entry " + where);
 }
 
 int runSet(const Context& context, const EntryOptions& o) {
