@@ -64,28 +64,6 @@ TEST(LogBufferTest, ReplaysEveryRecordInOrderToTheTargetActiveAtDestruction) {
   EXPECT_NE(late.files[0].find("logbuffer_test.cpp"), std::string::npos);
 }
 
-TEST(LogBufferTest, NestedBuffersAndCopiesReplayTheirRecords) {
-  RecordingLog sink;
-  const ActiveTarget restore(&sink);
-  {
-    ut::LogBuffer outer;
-    wxLog::SetActiveTarget(&outer);
-    wxLogMessage("outer 1");
-    {
-      ut::LogBuffer inner;
-      wxLog::SetActiveTarget(&inner);
-      wxLogMessage("inner");
-      wxLog::SetActiveTarget(&outer);
-    }
-    wxLogMessage("outer 2");
-    wxLog::SetActiveTarget(&sink);
-    const ut::LogBuffer copy(outer);
-    EXPECT_TRUE(sink.texts.empty());
-  }
-  // The copy dies first, then the original: both deliver the same records.
-  EXPECT_EQ(sink.texts, (std::vector<std::string>{"outer 1", "inner", "outer 2", "outer 1", "inner", "outer 2"}));
-}
-
 TEST(LogBufferTest, DestroyedWhileActiveWithdrawsAndKeepsItsRecords) {
   RecordingLog sink;
   const ActiveTarget restore(&sink);

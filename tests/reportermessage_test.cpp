@@ -4,16 +4,10 @@
 
 #include "DbObject.h"
 
-#include <wx/arrstr.h>
-#include <wx/translation.h>
-
-#include <cstdint>
-#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
 #include <typeinfo>
-#include <utility>
 #include <vector>
 
 using ut::IReporterMessage;
@@ -244,74 +238,3 @@ TEST(ReporterMessageOrderTest, MixedKindsCompareOnCommonFieldsOnly) {
   expectOrdered(fsp, callback);
 }
 
-// --- translation ---------------------------------------------------------------------------
-
-namespace {
-
-// A binary message catalogue (the gettext .mo layout, little-endian) holding
-// `entries`, sorted by original text: a header, the table of originals, the
-// table of translations (length and offset of each), then the texts.
-std::string buildCatalogue(const std::vector<std::pair<std::string, std::string>>& entries) {
-  const auto n = static_cast<std::uint32_t>(entries.size());
-  std::string header, table, pool;
-  const auto put = [](std::string& out, std::uint32_t v) {
-    for (int i = 0; i < 4; ++i) out += static_cast<char>((v >> (8 * i)) & 0xff);
-  };
-  const std::uint32_t texts = 28 + 16 * n;
-  for (const bool original : {true, false}) {
-    for (const auto& entry : entries) {
-      const std::string& text = original ? entry.first : entry.second;
-      put(table, static_cast<std::uint32_t>(text.size()));
-      put(table, texts + static_cast<std::uint32_t>(pool.size()));
-      pool += text + '\0';
-    }
-  }
-  for (const std::uint32_t v : {0x950412deu, 0u, n, 28u, 28 + 8 * n, 0u, texts}) put(header, v);
-  return header + table + pool;
-}
-
-// Serves a French catalogue of the "uttest" domain from memory.
-class MemoryLoader : public wxTranslationsLoader {
- public:
-  explicit MemoryLoader(std::string data) : m_data(std::move(data)) {}
-  wxMsgCatalog* LoadCatalog(const wxString& domain, const wxString& lang) override {
-    if (domain != "uttest" || !lang.StartsWith("fr")) return nullptr;
-    return wxMsgCatalog::CreateFromData(wxScopedCharBuffer::CreateNonOwned(m_data.data(), m_data.size()), domain);
-  }
-  wxArrayString GetAvailableTranslations(const wxString&) const override {
-    wxArrayString languages;
-    languages.Add("fr");
-    return languages;
-  }
-
- private:
-  std::string m_data;
-};
-
-}  // namespace
-
-TEST(ReporterMessageTranslationTest, RegisteredTextIsTranslatedWhenACatalogueKnowsIt) {
-  const RegisteredKind open(kOpenFailed, IReporterMessage::eSeverityError, L"Could not open");
-  const RegisteredKind layer(kLayerMissing, IReporterMessage::eSeverityError, L"Layer \u00e0 missing");
-  const RegisteredKind other(kOpenFailedTwin, IReporterMessage::eSeverityError, L"Not in the catalogue");
-  EXPECT_EQ(ReporterMessage(kOpenFailed).message(), L"Could not open");  // no catalogue yet
-
-  auto translations = std::make_unique<wxTranslations>();
-  translations->SetLoader(new MemoryLoader(buildCatalogue({
-      {"", "Content-Type: text/plain; charset=UTF-8\n"},
-      {"Could not open", "Ouverture impossible"},
-      {"Layer \xc3\xa0 missing", "Calque \xc3\xa0 absent"},
-  })));
-  translations->SetLanguage("fr");
-  ASSERT_TRUE(translations->AddCatalog("uttest"));
-  wxTranslations::Set(translations.release());
-  EXPECT_EQ(ReporterMessage(kOpenFailed).message(), L"Ouverture impossible");
-  EXPECT_EQ(ReporterMessageObjectId(kLayerMissing).message(), L"Calque \u00e0 absent");
-  EXPECT_EQ(ReporterMessage(kOpenFailedTwin).message(), L"Not in the catalogue");
-  // The empty text stays empty although the catalogue has an entry for it.
-  EXPECT_EQ(ReporterMessage(kUnknown).message(), L"");
-  // The registry itself keeps the original.
-  EXPECT_EQ(ReporterMessageRegistry::instance().message(kOpenFailed), L"Could not open");
-  wxTranslations::Set(nullptr);
-  EXPECT_EQ(ReporterMessage(kOpenFailed).message(), L"Could not open");
-}

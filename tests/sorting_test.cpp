@@ -5,7 +5,7 @@
 #include "sorting_locales.h"
 #include "sorting_reference.h"
 
-#include <algorithm>
+#include <tuple>
 #include <clocale>
 #include <cwctype>
 #include <map>
@@ -47,11 +47,10 @@ std::vector<std::wstring> contents(const OdArray<OdString>& a) {
 }
 
 // Splits into runs of ASCII digits (number tokens of the kind given) and runs
-// of other characters (string tokens); counts its calls.
+// of other characters (string tokens).
 template <class Number>
-LexiNumericalSorter::Tokenizer runTokenizer(int* calls = nullptr) {
-  return [calls](LexiNumericalSorter::Tokens& tokens, const OdString& text) {
-    if (calls != nullptr) ++*calls;
+LexiNumericalSorter::Tokenizer runTokenizer() {
+  return [](LexiNumericalSorter::Tokens& tokens, const OdString& text) {
     const std::wstring s = text.c_str();
     const auto digit = [&s](std::size_t i) { return s[i] >= L'0' && s[i] <= L'9'; };
     for (std::size_t i = 0, end = 0; i < s.size(); i = end) {
@@ -207,48 +206,6 @@ TEST(LexiNumericalSorter, TokenKindsOrderAsTheVariant) {
   }
   EXPECT_TRUE(mixed.isLess(L"int2", L"far2"));
   EXPECT_EQ(LexiNumericalSorter::getAsDouble(LexiNumericalSorter::Token(OdString(L"12"))), 0.0);  // strings are 0
-}
-
-TEST(LexiNumericalSorter, TokenizesEachStringOnceUntilTheNextSort) {
-  int calls = 0;
-  LexiNumericalSorter sorter(runTokenizer<int>(&calls));
-  EXPECT_TRUE(sorter.isLess(L"a1", L"a2"));
-  EXPECT_FALSE(sorter.isLess(L"a2", L"a1"));
-  EXPECT_EQ(calls, 2);
-  // A copy carries the cache (and the tokenizer).
-  LexiNumericalSorter copy(sorter);
-  EXPECT_TRUE(copy.isLess(L"a1", L"a3"));
-  EXPECT_EQ(calls, 3);
-  // sort() starts from an empty cache.
-  OdArray<OdString> names{L"a2", L"a1"};
-  sorter.sort(names);
-  EXPECT_EQ(calls, 5);
-  EXPECT_EQ(contents(names), (std::vector<std::wstring>{L"a1", L"a2"}));
-}
-
-TEST(LexiNumericalSorter, InconsistentTokenizerNeverLosesElements) {
-  // int < double (by value), double < string, string < int: a cycle that no
-  // strict weak order allows. The sort must still terminate, stay inside the
-  // array and keep every element.
-  std::mt19937 rng(7);
-  std::uniform_int_distribution<int> kind(0, 2);
-  std::uniform_int_distribution<int> value(0, 5);
-  OdArray<OdString> names;
-  for (int i = 0; i < 5000; ++i) names.append(OdString().format(L"%d:%d:%d", i, kind(rng), value(rng)));
-  LexiNumericalSorter sorter([](LexiNumericalSorter::Tokens& t, const OdString& s) {
-    const int k = s.getAt(s.find(L':') + 1) - L'0';
-    const int v = s.getAt(s.getLength() - 1) - L'0';
-    if (k == 0) t.emplace_back(v);
-    if (k == 1) t.emplace_back(static_cast<double>(v) + 0.5);
-    if (k == 2) t.emplace_back(OdString(L"s"));
-  });
-  OdArray<OdString> sorted = names;
-  sorter.sort(sorted);
-  std::vector<std::wstring> before = contents(names);
-  std::vector<std::wstring> after = contents(sorted);
-  std::sort(before.begin(), before.end());
-  std::sort(after.begin(), after.end());
-  EXPECT_EQ(before, after);
 }
 
 // --- sortStrings, OdStringArrayLess, compareNamesLowercase ---------------------------

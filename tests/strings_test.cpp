@@ -3,7 +3,6 @@
 #include <ut/ut_strings.h>
 
 #include <climits>
-#include <clocale>
 #include <string>
 #include <vector>
 
@@ -215,43 +214,6 @@ TEST(RawBuffers, TruncateWithDots) {
     EXPECT_EQ(b.str(), c.expected ? c.expected : c.text) << c.text << " " << c.maxLength;
   }
   truncateWithDots(nullptr, 5, L"b");
-}
-
-TEST(RawBuffers, TruncateWithDotsKeepsTwoByteCharactersWhole) {
-  // In a UTF-8 locale the bytes C3 A9 form one character: when they would be
-  // split by the dots, the dots move one place right.
-  const std::string saved = std::setlocale(LC_CTYPE, nullptr);
-  if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) GTEST_SKIP() << "no C.UTF-8 locale";
-  Buffer b(L"abcdefg\u00c3\u00a9hij");  // 12 characters
-  truncateWithDots(b.get(), 8, L"b");   // excess 4: dots at 4..6, 'g' at 6
-  EXPECT_EQ(b.str(), L"...\u00c3\u00a9hij");
-  Buffer split(L"abcdef\u00c3\u00a9hij");  // 11 characters, excess 3
-  truncateWithDots(split.get(), 8, L"b");  // place 5 is 'f': no pair, normal cut
-  EXPECT_EQ(split.str(), L"...\u00c3\u00a9hij");
-  Buffer pair(L"abcde\u00c3\u00a9hijk");  // 11 characters, excess 3
-  truncateWithDots(pair.get(), 8, L"b");  // place 5 is the lead byte of a pair
-  EXPECT_EQ(pair.str(), L"...hijk");
-  std::setlocale(LC_CTYPE, "C");
-  Buffer plain(L"abcde\u00c3\u00a9hijk");
-  truncateWithDots(plain.get(), 8, L"b");  // no multibyte characters in C
-  EXPECT_EQ(plain.str(), L"...\u00a9hijk");
-  std::setlocale(LC_CTYPE, saved.c_str());
-}
-
-TEST(RawBuffers, SafeCopyAlwaysTerminatesAndNeverPads) {
-  Buffer target(L"", 8);
-  safe_tcsncpy(target.get(), L"abcdef", 3);
-  EXPECT_EQ(target.str(), L"abc");
-  EXPECT_EQ(target.data[4], L'#');
-  Buffer fresh(L"", 8);
-  safe_tcsncpy(fresh.get(), L"xy", 5);
-  EXPECT_EQ(fresh.str(), L"xy");
-  EXPECT_EQ(fresh.data[3], L'#');
-  safe_tcsncpy(target.get(), nullptr, 5);
-  EXPECT_EQ(target.str(), L"");
-  safe_tcsncpy(fresh.get(), L"abc", 0);
-  EXPECT_EQ(fresh.str(), L"");
-  safe_tcsncpy(nullptr, L"abc", 3);
 }
 
 // --- OdString operations -------------------------------------------------------------

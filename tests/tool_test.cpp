@@ -61,32 +61,6 @@ TEST_F(ToolTest, OverviewOnAFreshMachineCreatesNothing) {
   EXPECT_FALSE(std::filesystem::exists(other));
 }
 
-TEST_F(ToolTest, OverviewSummarisesTheStore) {
-  ASSERT_EQ(reg({"add", "HKCU\\Software\\TVCAD"}).status, 0);
-  EXPECT_TRUE(contains(run({"--store", storeFile()}).out, "HKEY_CURRENT_USER\\Software\\TVCAD: empty"));
-  ASSERT_EQ(reg({"add", "HKCU\\Software\\TVCAD\\V25\\en_US", "-v", "a", "-d", "1"}).status, 0);
-  ASSERT_EQ(reg({"add", "HKCU\\Software\\TVCAD\\V25", "-v", "b", "-d", "2"}).status, 0);
-  ASSERT_EQ(reg({"add", "HKCU\\Software\\TVCAD\\Tools", "-v", "c", "-d", "3"}).status, 0);
-  const Result r = run({"--store", storeFile()});
-  EXPECT_TRUE(exited(r, 0));
-  for (const char* line : {"HKEY_CURRENT_USER\\Software\\TVCAD: 3 subkeys, 3 values", "  V25  (1 subkey, 2 values)",
-                           "  Tools  (0 subkeys, 1 value)"}) {
-    EXPECT_TRUE(contains(r.out, line)) << line << "\n" << r.out;
-  }
-}
-
-TEST_F(ToolTest, HelpAtEveryLevel) {
-  for (const Args& args : {Args{"--help"}, Args{"reg", "--help"}, Args{"reg", "query", "--help"}, Args{"reg", "add", "-h"},
-                           Args{"reg", "delete", "--help"}, Args{"reg", "export", "--help"},
-                           Args{"reg", "import", "--help"}, Args{"reg", "copy", "--help"}}) {
-    const Result r = run(args);
-    EXPECT_TRUE(exited(r, 0));
-    EXPECT_TRUE(contains(r.out, "Usage")) << args.back();
-  }
-  EXPECT_TRUE(contains(run({"reg", "add", "--help"}).out, "REG_MULTI_SZ"));
-  EXPECT_TRUE(contains(run({"--help"}).out, "--store"));
-}
-
 TEST_F(ToolTest, BadCommandLinesExitWithTwo) {
   const std::string key = "HKCU\\Software\\TVCAD\\X";
   const Args cases[] = {

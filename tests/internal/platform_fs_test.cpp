@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -18,8 +16,6 @@ using up::EDriveType;
 using up::MountEntry;
 
 namespace {
-
-std::wstring wide(const std::filesystem::path& p) { return up::fromUtf8(p.string()); }
 
 MountEntry mount(std::string point, std::string type) {
   MountEntry entry;
@@ -141,38 +137,6 @@ TEST(PlatformMountOfPath, LongestMountFollowingLinksAndStoppingAtNetwork) {
 
 // --- the real implementation ----------------------------------------------------------------
 
-TEST(PlatformSystemFileSystemInfo, LocalTempPathAndMissingChildren) {
-  ut::test::TempDir dir;
-  up::SystemFileSystemInfo info;
-  const std::wstring path = wide(dir.path());
-  EXPECT_FALSE(info.isNetworkPath(path));
-  EXPECT_FALSE(info.isNetworkPath(path + L"/not/yet/there.dwg"));
-  const std::wstring root = info.rootOf(path);
-  ASSERT_FALSE(root.empty());
-  EXPECT_EQ(wide(std::filesystem::canonical(dir.path())).compare(0, root.size(), root), 0) << "root is an ancestor";
-  EXPECT_EQ(info.rootOf(path + L"/not/yet/there.dwg"), root);
-  EXPECT_TRUE(info.isRootReachable(root));
-  const EDriveType type = info.driveType(root);
-  EXPECT_TRUE(type == EDriveType::eFixed || type == EDriveType::eRamDisk || type == EDriveType::eRemovable)
-      << static_cast<int>(type);
-  const auto roots = info.roots();
-  const auto has = [&roots](const std::wstring& r) { return std::find(roots.begin(), roots.end(), r) != roots.end(); };
-  EXPECT_TRUE(has(root) && has(L"/"));
-  EXPECT_FALSE(has(L"/proc")) << "kernel file systems left out";
-}
-
-TEST(PlatformSystemFileSystemInfo, MissingRootsRelativePathsAndBadInput) {
-  up::SystemFileSystemInfo info;
-  EXPECT_EQ(info.driveType(L"/no-such-root-for-ut-tests"), EDriveType::eNoRootDir);
-  EXPECT_FALSE(info.isRootReachable(L"/no-such-root-for-ut-tests"));
-  EXPECT_EQ(info.driveType(L""), EDriveType::eNoRootDir);
-  EXPECT_EQ(info.rootOf(L""), L"");
-  EXPECT_FALSE(info.isNetworkPath(L"") || info.isNetworkPath(std::wstring(L"/tmp\0x", 6)));
-  EXPECT_EQ(info.rootOf(L"/no-such-root-for-ut-tests/a/b"), info.rootOf(L"/"));
-  // Relative paths are taken from the working directory.
-  EXPECT_EQ(info.rootOf(L"relative/missing/file"), info.rootOf(wide(std::filesystem::current_path())));
-}
-
 TEST(PlatformSystemFileSystemInfo, HungProbeTimesOutAndIsShared) {
   auto gate = std::make_shared<Gate>();
   auto info = std::make_unique<up::SystemFileSystemInfo>(std::chrono::milliseconds(100), blockingProber(gate));
@@ -196,24 +160,6 @@ TEST(PlatformSystemFileSystemInfo, HungProbeTimesOutAndIsShared) {
   auto fresh = std::make_unique<up::SystemFileSystemInfo>(std::chrono::milliseconds(2000), blockingProber(gate));
   EXPECT_NE(fresh->driveType(L"/"), EDriveType::eUnknown);
   EXPECT_EQ(gate->started.load(), 2);
-}
-
-TEST(PlatformSystemFileSystemInfo, ProbeErrorsMapToDriveTypes) {
-  const auto withError = [](int error) {
-    up::SystemFileSystemInfo info(std::chrono::seconds(2), [error](const std::string&) {
-      up::RootProbe probe;
-      probe.error = error;
-      return probe;
-    });
-    return info.driveType(L"/");
-  };
-  EXPECT_EQ(withError(ENOENT), EDriveType::eNoRootDir);
-  EXPECT_EQ(withError(ENOTDIR), EDriveType::eNoRootDir);
-  EXPECT_EQ(withError(EIO), EDriveType::eUnknown);
-  EXPECT_NE(withError(EACCES), EDriveType::eUnknown);  // it exists, only unreadable
-  up::SystemFileSystemInfo throwing(std::chrono::seconds(2),
-                                    [](const std::string&) -> up::RootProbe { throw std::runtime_error("x"); });
-  EXPECT_EQ(throwing.driveType(L"/"), EDriveType::eUnknown);
 }
 
 TEST(PlatformFileSystemInfo, ReplaceableAndRestorable) {

@@ -12,9 +12,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <set>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -116,30 +113,6 @@ TEST_F(DbObjects, NullIdentifier) {
   EXPECT_FALSE(OdDbObjectStore::erase(id));
   EXPECT_EQ(safeOpenError(id), eNullObjectId);
   EXPECT_LT(id, addBlock(0));
-}
-
-TEST_F(DbObjects, ConcurrentAddOpenAndErase) {
-  constexpr int kThreads = 4;
-  constexpr int kPerThread = 500;
-  std::vector<std::vector<OdDbObjectId>> ids(kThreads);
-  std::atomic<int> wrongOpens{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t, &ids, &wrongOpens] {
-      for (int i = 0; i < kPerThread; ++i) {
-        const OdDbObjectId id = addBlock(t * kPerThread + i);
-        ids[t].push_back(id);
-        const OdSmartPtr<TestBlock> block = TestBlock::cast(id.openObject().get());
-        if (block.isNull() || block->m_number != t * kPerThread + i) ++wrongOpens;
-        if (i % 2 == 0 && (!OdDbObjectStore::erase(id) || !id.openObject().isNull())) ++wrongOpens;
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(wrongOpens, 0);
-  std::set<OdDbObjectId> unique;
-  for (const auto& list : ids) unique.insert(list.begin(), list.end());
-  EXPECT_EQ(unique.size(), static_cast<std::size_t>(kThreads * kPerThread));
 }
 
 TEST(OdDbFullSubentPath, EqualityAndOrdering) {

@@ -4,9 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
-#include <numeric>
 
 TEST(OdArray, AppendInsertAndRemoveKeepOrder) {
   OdArray<OdString> a;
@@ -65,30 +63,6 @@ TEST(OdArray, FindContainsAndRemove) {
   EXPECT_FALSE(a.remove(L"a"));
   EXPECT_FALSE(a.remove(L"b", 5));
   EXPECT_EQ(a, (OdArray<OdString>{L"b", L"c"}));
-}
-
-TEST(OdArray, LengthsCapacityAndIteration) {
-  OdArray<OdString> reserved(16);
-  EXPECT_EQ(reserved.size(), 0u);  // the constructor argument is capacity, not length
-  EXPECT_GE(reserved.physicalLength(), 16u);
-  OdArray<int> a{1, 2, 3};
-  a.resize(5);
-  EXPECT_EQ(a, (OdArray<int>{1, 2, 3, 0, 0}));
-  a.resize(6, 9);
-  EXPECT_EQ(a.last(), 9);
-  a.resize(2);
-  a.reserve(100);
-  EXPECT_GE(a.physicalLength(), 100u);
-  EXPECT_EQ(a, (OdArray<int>{1, 2}));
-  a.setPhysicalLength(1);
-  EXPECT_EQ(a, (OdArray<int>{1}));
-
-  OdArray<int> b{5, 3, 4, 1, 2};
-  std::sort(b.begin(), b.end());
-  EXPECT_EQ(b, (OdArray<int>{1, 2, 3, 4, 5}));
-  EXPECT_EQ(std::accumulate(b.getPtr(), b.getPtr() + b.size(), 0), 15);
-  b.clear();
-  EXPECT_EQ(b.begin(), b.end());
 }
 
 TEST(OdArray, ValueSemanticsAndEquality) {

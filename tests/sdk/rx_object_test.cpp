@@ -9,8 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -97,41 +95,6 @@ TEST(RxRefCount, ObjectDiesExactlyWithItsLastReference) {
   EXPECT_TRUE(OdSmartPtr<TestShape>() == nullptr);
 }
 
-TEST(RxRefCount, ConcurrentCopiesAndLastReleases) {
-  const int before = g_destroyed;
-  OdSmartPtr<TestShape> shared = TestShape::createObject();
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 8; ++t) {
-    threads.emplace_back([&shared] {
-      for (int i = 0; i < 20000; ++i) {
-        OdSmartPtr<TestShape> copy = shared;
-        OdSmartPtr<TestShape> another(copy.get());
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(shared->numRefs(), 1);
-  EXPECT_EQ(g_destroyed, before);
-  shared.release();
-
-  // Several threads dropping the last references at once destroy exactly once.
-  constexpr int kRounds = 200;
-  for (int round = 0; round < kRounds; ++round) {
-    std::vector<OdSmartPtr<TestShape>> holders(4, TestShape::createObject());
-    std::atomic<bool> go{false};
-    std::vector<std::thread> releasers;
-    for (auto& holder : holders) {
-      releasers.emplace_back([&holder, &go] {
-        while (!go.load()) std::this_thread::yield();
-        holder.release();
-      });
-    }
-    go = true;
-    for (auto& thread : releasers) thread.join();
-  }
-  EXPECT_EQ(g_destroyed, before + 1 + kRounds);
-}
-
 TEST_F(RxClasses, HierarchyDescriptorsQueryXAndCast) {
   EXPECT_EQ(OdRxObject::desc()->myParent(), nullptr);
   EXPECT_EQ(OdDbObject::desc()->myParent(), OdRxObject::desc());
@@ -206,24 +169,3 @@ TEST_F(RxClasses, CreateObjectByName) {
   }
 }
 
-TEST(RxClassRegistry, ConcurrentRegistrationAdmitsOne) {
-  std::atomic<int> accepted{0};
-  std::atomic<int> duplicates{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 6; ++t) {
-    threads.emplace_back([&] {
-      try {
-        TestService::rxInit();
-        ++accepted;
-      } catch (const OdError& e) {
-        if (e.code() == eDuplicateKey) ++duplicates;
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(accepted, 1);
-  EXPECT_EQ(duplicates, 5);
-  EXPECT_FALSE(odrxCreateObject(L"TestService").isNull());
-  TestService::rxUninit();
-  EXPECT_TRUE(odrxCreateObject(L"TestService").isNull());
-}
