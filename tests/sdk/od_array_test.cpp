@@ -46,25 +46,6 @@ TEST(OdArray, BadIndicesThrowOutOfRangeAndChangeNothing) {
   EXPECT_EQ(empty, (OdArray<int>{7}));
 }
 
-TEST(OdArray, FindContainsAndRemove) {
-  OdArray<OdString> a{L"a", L"b", L"a", L"c"};
-  OdArray<OdString>::size_type at = 99;
-  EXPECT_TRUE(a.find(L"a", at, 1));
-  EXPECT_EQ(at, 2u);
-  at = 99;
-  EXPECT_FALSE(a.find(L"a", at, 3));
-  EXPECT_EQ(at, 99u);  // untouched when not found
-  EXPECT_FALSE(a.find(L"a", at, 1000));
-  EXPECT_TRUE(a.contains(L"c"));
-  EXPECT_FALSE(a.contains(L"C") || a.contains(L"b", 2));
-  EXPECT_TRUE(a.remove(L"a"));  // the first occurrence only
-  EXPECT_EQ(a, (OdArray<OdString>{L"b", L"a", L"c"}));
-  EXPECT_TRUE(a.remove(L"a", 1));
-  EXPECT_FALSE(a.remove(L"a"));
-  EXPECT_FALSE(a.remove(L"b", 5));
-  EXPECT_EQ(a, (OdArray<OdString>{L"b", L"c"}));
-}
-
 TEST(OdArray, ValueSemanticsAndEquality) {
   OdArray<OdArray<OdString>> rows;
   rows.append(OdArray<OdString>{L"a", L"b"});

