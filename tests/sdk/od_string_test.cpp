@@ -1,4 +1,3 @@
-#include "OdAnsiString.h"
 #include "OdString.h"
 #include "sdk_test_print.h"
 
@@ -8,7 +7,6 @@
 #include <climits>
 #include <cstdarg>
 #include <string>
-#include <unordered_map>
 
 // The SDK's non-Windows builds hold one UTF-32 code point per wchar_t; every
 // format defined on UTF-16 must therefore convert explicitly, never reinterpret.
@@ -107,11 +105,6 @@ TEST(OdStringCompare, CodeUnitOrder) {
   EXPECT_GT(OdString(L"x").compare(static_cast<const wchar_t*>(nullptr)), 0);
   EXPECT_TRUE(L"x" == OdString(L"x"));
   EXPECT_TRUE(L"w" < OdString(L"x"));
-  // Equal strings hash alike however they were made.
-  std::unordered_map<OdString, int> map{{OdString(L"key"), 1}, {OdString(L"KEY"), 2}};
-  map[OdString::fromUtf8("key")] += 10;
-  EXPECT_EQ(map.size(), 2u);
-  EXPECT_EQ(map.at(L"key"), 11);
 }
 
 TEST(OdStringCompare, CaseInsensitiveOverUnicodeWithSimpleFolding) {
