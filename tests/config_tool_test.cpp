@@ -20,7 +20,7 @@ namespace {
 using namespace ut;
 using Result = test::ProgramResult;
 
-class ToolTest : public ::testing::Test {
+class ProfileToolTest : public ::testing::Test {
  protected:
   test::TempStore m_store;
   test::TempDir m_dir;
@@ -36,10 +36,10 @@ class ToolTest : public ::testing::Test {
 };
 
 // A profile's Config key with a subkey, and a group outside the profiles.
-class ConfigToolTest : public ToolTest {
+class ConfigToolTest : public ProfileToolTest {
  protected:
   void SetUp() override {
-    ToolTest::SetUp();
+    ProfileToolTest::SetUp();
     if (HasFatalFailure()) return;
     const wxString language = L"Software\\TVCAD\\TVCAD\\V25\\en_US\\";
     RegKey config(eCurrentUser, language + L"Profiles\\Default\\Config");
@@ -125,7 +125,7 @@ TEST_F(ConfigToolTest, ExportFailuresAreReported) {
   EXPECT_FALSE(std::filesystem::exists(file));
 }
 
-TEST_F(ToolTest, ProfileCommandsLastBeyondTheRun) {
+TEST_F(ProfileToolTest, ProfileCommandsLastBeyondTheRun) {
   ASSERT_EQ(run({"profile", "use", "Work"}).status, 0);
   ASSERT_EQ(run({"profile", "create", "Other", "--description", "the other"}).status, 0);
   EXPECT_EQ(run({"profile", "create", "other"}).status, 1);  // names ignore case
@@ -160,7 +160,7 @@ TEST_F(ToolTest, ProfileCommandsLastBeyondTheRun) {
   EXPECT_FALSE(manager.getProfileNode(L"Third", false));
 }
 
-TEST_F(ToolTest, ConfigEntriesTypedByOption) {
+TEST_F(ProfileToolTest, ConfigEntriesTypedByOption) {
   ASSERT_EQ(run({"config", "set", "Addins", "Ratio", "2.5", "--type", "double"}).status, 0);
   ASSERT_EQ(run({"config", "set", "4", "Flag", "true", "--type", "bool"}).status, 0);
   EXPECT_EQ(run({"config", "get", "Addins", "Ratio"}).out, "2.5\n");
@@ -183,7 +183,7 @@ TEST_F(ToolTest, ConfigEntriesTypedByOption) {
   EXPECT_EQ(blob.err, "ut: entry WindowPlacement in eCfgConfig holds no number or text\n");
 }
 
-TEST_F(ToolTest, AnotherProcessChangesAndThisOneSeesThemAfterReset) {
+TEST_F(ProfileToolTest, AnotherProcessChangesAndThisOneSeesThemAfterReset) {
   ProfileManagerBase manager;
   ASSERT_TRUE(manager.setCurrentProfile(L"Default", true));
   ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Mine", 1));

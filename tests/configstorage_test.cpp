@@ -58,6 +58,23 @@ std::wstring text(const ConfigNodePtr& node) {
   return node && node->getString(s) ? std::wstring(s.c_str()) : L"<none>";
 }
 
+// A new node added below a container; a value node gets the value given.
+ConfigNodePtr add(const ConfigNodePtr& parent, const OdString& path) {
+  auto node = ConfigNode::createNode(path);
+  EXPECT_TRUE(parent && parent->addChild(node)) << wxString(path.c_str());
+  return node;
+}
+ConfigNodePtr add(const ConfigNodePtr& parent, const OdString& path, const wchar_t* value) {
+  auto node = add(parent, path);
+  node->setString(value);
+  return node;
+}
+ConfigNodePtr add(const ConfigNodePtr& parent, const OdString& path, unsigned long value) {
+  auto node = add(parent, path);
+  node->setULong(value);
+  return node;
+}
+
 unsigned long number(const ConfigNodePtr& node) {
   unsigned long n = 0xDEADu;
   if (node) node->getULong(n);
@@ -211,15 +228,11 @@ TEST_F(ConfigStorageTest, FlushWritesExactlyTheChanges) {
   tree->childAt(L"Config/TEMPPREFIX")->setString(nullptr);
   ASSERT_FALSE(tree->childAt(L"Config/Plot")->isTouched());
   // New keys and values at several depths.
-  auto key = ConfigNode::createNode(L"Menus/");
-  auto deep = ConfigNode::createNode(L"Menus/Main/");
-  auto item = ConfigNode::createNode(L"Menus/Main/Item");
-  item->setString(L"Line");
-  ASSERT_TRUE(deep->addChild(item) && key->addChild(deep) && key->addChild(ConfigNode::createNode(L"Menus/Blank/")) &&
-              key->addChild(ConfigNode::createNode(L"Menus/NoValue")) && tree->addChild(key));
-  auto count = ConfigNode::createNode(L"Config/Count");
-  count->setULong(0);
-  ASSERT_TRUE(tree->childAt(L"Config")->addChild(count));
+  const auto key = add(tree, L"Menus/");
+  const auto item = add(add(key, L"Menus/Main/"), L"Menus/Main/Item", L"Line");
+  add(key, L"Menus/Blank/");
+  add(key, L"Menus/NoValue");
+  add(tree->childAt(L"Config"), L"Config/Count", 0ul);
   tree->childAt(L"Empty")->setString(L"now with a default");
   // Meanwhile someone else changes values the tree did not touch: an
   // incremental flush must leave them alone.
@@ -276,10 +289,7 @@ TEST_F(ConfigStorageTest, TombstonesDeleteExactlyWhatTheyStandFor) {
 TEST_F(ConfigStorageTest, OverlayReplacesTheOldSubtreeOnce) {
   const auto tree = loaded();
   // "config/" in another letter case replaces "Config/" with one value only.
-  auto config = ConfigNode::createNode(L"config/");
-  auto osmode = ConfigNode::createNode(L"config/osmode");
-  osmode->setULong(7);
-  ASSERT_TRUE(config->addChild(osmode) && tree->addChild(config));
+  const auto osmode = add(add(tree, L"config/"), L"config/osmode", 7ul);
   // A loaded, unchanged subtree moved onto another key's path is written in
   // full there: the old key goes first.
   auto open = ConfigNode::createNode(L"Dialogs/Open/");
@@ -310,20 +320,11 @@ TEST_F(ConfigStorageTest, RoundTripAtSeveralDepths) {
   tree->setString(L"new root default");                 // the root key's own value
   tree->childAt(L"Config/OSMODE")->setULong(0);           // in place
   tree->childAt(L"Config/Plot/Device")->setULong(12);     // another type
-  auto env = ConfigNode::createNode(L"Config/ENV");       // letter-case variant of a value
-  env->setString(L"%HOME%");
-  ASSERT_TRUE(tree->childAt(L"Config")->addChild(env));
-  auto dialogs = ConfigNode::createNode(L"DIALOGS/");     // replace a subtree
-  auto save = ConfigNode::createNode(L"DIALOGS/Save/");
-  auto folder = ConfigNode::createNode(L"DIALOGS/Save/Folder");
-  folder->setString(L"E:\\Out");
-  ASSERT_TRUE(save->addChild(folder) && dialogs->addChild(save) && tree->addChild(dialogs));
+  add(tree->childAt(L"Config"), L"Config/ENV", L"%HOME%");  // letter-case variant of a value
+  add(add(add(tree, L"DIALOGS/"), L"DIALOGS/Save/"), L"DIALOGS/Save/Folder", L"E:\\Out");  // replace a subtree
   ASSERT_TRUE(tree->removeChild(tree->childAt(L"Config/TEMPPREFIX")));  // remove a value
   ASSERT_TRUE(tree->removeChild(tree->childAt(L"Empty")));               // and a key
-  auto added = ConfigNode::createNode(L"New/");                          // add at depth
-  auto line = ConfigNode::createNode(L"New/Lines");
-  line->setString(L"one\ntwo \"quoted\" back\\slash");
-  ASSERT_TRUE(added->addChild(line) && tree->addChild(added));
+  add(add(tree, L"New/"), L"New/Lines", L"one\ntwo \"quoted\" back\\slash");  // add at depth
 
   ASSERT_TRUE(m_storage.flush(tree, true));
   EXPECT_TRUE(test::sameTree(tree, loaded()));
@@ -365,9 +366,7 @@ TEST_F(ConfigStorageTest, AFailedFlushChangesNothing) {
     tree->childAt(name)->setULong(99);
   }
   ASSERT_TRUE(tree->removeChild(tree->childAt(L"Dialogs")));
-  auto later = ConfigNode::createNode(L"Empty/Later");
-  later->setString(L"x");
-  ASSERT_TRUE(tree->childAt(L"Empty")->addChild(later));
+  add(tree->childAt(L"Empty"), L"Empty/Later", L"x");
   // Writes 1 to 3 are the Config values, then Dialogs goes, then write 4 fails.
   auto failing = std::make_shared<CountingRegConfig>(L"Software\\TVCAD");
   failing->failAt = 4;
