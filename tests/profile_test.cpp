@@ -30,14 +30,11 @@ std::vector<std::wstring> namesOf(ProfileManagerBase& m) {
   return out;
 }
 
-// The profiles key of the store, in registry form.
-wxString profilesKey() {
-  wxString key(Config::profilesRoot(eCfgPathRegistry).c_str());
-  key.RemoveLast();
-  return key;
+// A key below the store's profiles key, in registry form; "" for that key itself.
+wxString keyOf(const wxString& relative) {
+  const wxString profiles(Config::profilesRoot(eCfgPathRegistry).c_str());  // ends with a backslash
+  return relative.empty() ? profiles.Left(profiles.length() - 1) : profiles + relative;
 }
-
-wxString keyOf(const wxString& relative) { return relative.empty() ? profilesKey() : profilesKey() + L"\\" + relative; }
 
 bool storeHasKey(const wxString& relative) { return RegKey(eCurrentUser, keyOf(relative)).exists(); }
 
@@ -57,12 +54,11 @@ class ProfileTest : public ::testing::Test {
 
   // A profile with a few values of both types and a nested key.
   void fill(const OdString& name) {
-    ASSERT_TRUE(m_manager->setCurrentProfile(name, true));
-    ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Number", 255));
-    ASSERT_TRUE(Config::writeString(eCfgConfig, L"Text", L"a \"b\" \\ c\nd ü"));
-    ASSERT_TRUE(Config::writeString(eCfgPlot, L"Plotter", L"pdf"));
-    ASSERT_TRUE(Config::writeLong(eCfgToolbars, L"Deep/Er/Value", 0xffffffffL));
-    ASSERT_TRUE(Config::setProfileDescription(name, L"described"));
+    ASSERT_TRUE(m_manager->setCurrentProfile(name, true) && Config::writeLong(eCfgConfig, L"Number", 255) &&
+                Config::writeString(eCfgConfig, L"Text", L"a \"b\" \\ c\nd ü") &&
+                Config::writeString(eCfgPlot, L"Plotter", L"pdf") &&
+                Config::writeLong(eCfgToolbars, L"Deep/Er/Value", 0xffffffffL) &&
+                Config::setProfileDescription(name, L"described"));
   }
 
   test::TempStore m_store;
@@ -98,7 +94,7 @@ TEST_F(ProfileTest, EmptyNameIsTheTreeAndNamesIgnoreCase) {
 TEST_F(ProfileTest, CurrentProfileIsRecordedAndReloaded) {
   // A store whose profiles key names "Old" in its own value, which wins over
   // "CurProfile" when the store is read.
-  RegKey root(eCurrentUser, profilesKey());
+  RegKey root(eCurrentUser, keyOf(L""));
   ASSERT_TRUE(RegKey(eCurrentUser, keyOf(L"Old")).create() && root.create() && root.setValue(L"", L"Old"));
   ASSERT_TRUE(m_manager->reset());
   EXPECT_EQ(str(m_manager->currentProfileName()), L"Old");
