@@ -99,19 +99,19 @@ TEST_F(ProfileTest, CurrentProfileIsRecordedAndReloaded) {
   ASSERT_TRUE(m_manager->reset());
   EXPECT_EQ(str(m_manager->currentProfileName()), L"Old");
   EXPECT_FALSE(m_manager->setCurrentProfile(L"", true));
-  fill(L"Mine");
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Mine", true));
   EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"Mine", L"Old"}));  // "CurProfile" is no profile
   ASSERT_TRUE(m_manager->flush());
   wxString value;
   EXPECT_TRUE(storeValue(L"", L"CurProfile", value) && value == L"Mine");
   EXPECT_TRUE(storeValue(L"", L"", value) && value.empty());  // the old record is emptied
+  EXPECT_TRUE(storeHasKey(L"Mine\\Config"));                  // prepared for writing
 
   // A reset reloads from the store and drops what was not flushed.
   ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Unflushed", 1));
   ASSERT_TRUE(m_manager->reset());
   EXPECT_EQ(str(m_manager->currentProfileName()), L"Mine");
   EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Unflushed"));
-  EXPECT_TRUE(Config::hasEntry(eCfgConfig, L"Number"));
   // A store without profiles: nothing to reload, nothing current.
   ASSERT_TRUE(root.open() && root.deleteSelf());
   EXPECT_FALSE(m_manager->reset());
