@@ -27,36 +27,27 @@ class ConfigPathsTest : public ::testing::Test {
 
 }  // namespace
 
-TEST(ConfigSeparator, ByPathKind) {
-  EXPECT_EQ(Config::separator(eCfgPathRegistry), L'\\');
-  EXPECT_EQ(Config::separator(eCfgPathExport), L'\\');
-  EXPECT_EQ(Config::separator(eCfgPathConfig), L'/');
-  EXPECT_EQ(Config::separator(eCfgPathFile), L'/');  // this platform's file-path separator
-  EXPECT_EQ(Config::separator(static_cast<ECfgPathType>(4)), L'/');
-  EXPECT_EQ(Config::separator(static_cast<ECfgPathType>(-1)), L'/');
-}
-
-TEST_F(ConfigPathsTest, RootsByPathKind) {
-  EXPECT_EQ(str(Config::companyRoot(eCfgPathRegistry)), L"Software\\TVCAD");
+TEST_F(ConfigPathsTest, SeparatorsAndRootsByPathKind) {
+  const std::pair<int, wchar_t> separators[] = {{eCfgPathRegistry, L'\\'}, {eCfgPathExport, L'\\'},
+                                                {eCfgPathConfig, L'/'},    {eCfgPathFile, L'/'},
+                                                {4, L'/'},                 {-1, L'/'}};
+  for (const auto& [kind, separator] : separators) {
+    EXPECT_EQ(Config::separator(static_cast<ECfgPathType>(kind)), separator) << kind;
+  }
   EXPECT_EQ(str(Config::companyRoot(eCfgPathExport)), L"Software\\TVCAD");
   EXPECT_EQ(str(Config::companyRoot(eCfgPathFile)), L"TVCAD");
-  EXPECT_EQ(str(Config::companyRoot(eCfgPathConfig)), L"");
   EXPECT_EQ(str(Config::companyRoot(static_cast<ECfgPathType>(9))), L"");
-
   EXPECT_EQ(str(Config::productRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD");
   EXPECT_EQ(str(Config::versionRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD\\V25");
-  EXPECT_EQ(str(Config::languageRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD\\V25\\en_US\\");
   EXPECT_EQ(str(Config::profilesRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\");
   EXPECT_EQ(str(Config::currentProfileRoot(eCfgPathRegistry)),
             L"Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Default\\");
   EXPECT_EQ(str(Config::connectorRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD Connector");
-
   // The tree's kind starts from the empty company root: wxConfigBase paths.
+  EXPECT_EQ(str(Config::companyRoot(eCfgPathConfig)), L"");
   EXPECT_EQ(str(Config::productRoot(eCfgPathConfig)), L"/TVCAD");
   EXPECT_EQ(str(Config::languageRoot(eCfgPathConfig)), L"/TVCAD/V25/en_US/");
-  EXPECT_EQ(str(Config::currentProfileRoot(eCfgPathConfig)), L"/TVCAD/V25/en_US/Profiles/Default/");
   EXPECT_EQ(str(Config::connectorRoot(eCfgPathConfig)), L"/TVCAD Connector");
-
   EXPECT_EQ(str(Config::versionRoot(eCfgPathFile)), L"TVCAD/TVCAD/V25");
 }
 
@@ -66,12 +57,11 @@ TEST_F(ConfigPathsTest, LanguageComesFromTheVersionKey) {
   ASSERT_TRUE(setStoreString(versionKey, L"CURVER", L"de_DE"));
   EXPECT_EQ(str(Config::currentLanguage()), L"de_DE");
   EXPECT_EQ(str(Config::profilesRoot(eCfgPathConfig)), L"/TVCAD/V25/de_DE/Profiles/");
-  // Names that are not one key level fall back.
+  // Names that are not one key level fall back, and so does a number.
   for (const wchar_t* bad : {L"", L"de\\DE", L"de/DE"}) {
     ASSERT_TRUE(setStoreString(versionKey, L"CURVER", bad));
     EXPECT_EQ(str(Config::currentLanguage()), L"en_US") << wxString(bad);
   }
-  // A number is not a language either.
   RegKey k(eCurrentUser, versionKey);
   ASSERT_TRUE(k.open() && k.setValue(L"CURVER", 7L));
   EXPECT_EQ(str(Config::currentLanguage()), L"en_US");
@@ -116,7 +106,7 @@ TEST(ConfigGroupNames, NameAndNumberRoundTrip) {
   EXPECT_EQ(str(cfgGroupName(eCfgAppWindows)), L"eCfgAppWindows");
   EXPECT_TRUE(cfgGroupName(-1).isEmpty() && cfgGroupName(40).isEmpty());
   ECfgGroup g = eCfgTest;
-  EXPECT_TRUE(parseCfgGroup(L"addins", g) && g == eCfgAddins);
+  EXPECT_TRUE(parseCfgGroup(L"addins", g) && g == eCfgAddins);  // either name, any letter case
   EXPECT_TRUE(parseCfgGroup(L"ECFGSCALELIST", g) && g == eCfgScaleList);
   for (const wchar_t* bad : {L"", L"40", L"-1", L"1000", L"eCfg", L"Addins ", L"0x4", L"Scale List"}) {
     g = eCfgTest;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <ut/ut_confignode.h>
+#include <ut/ut_regstore.h>
 
 #include <wx/log.h>
 #include <wx/string.h>
@@ -36,6 +37,15 @@ class LogCapture : public wxLog {
   std::vector<std::wstring> m_messages;
 };
 
+inline std::wstring str(const OdString& s) { return s.c_str(); }
+
+// A value straight from the store (wxString, long...), bypassing every cache.
+template <typename T>
+bool storeValue(const wxString& key, const wxString& name, T& value) {
+  RegKey k(eCurrentUser, key);
+  return k.open(eRead) && k.queryValue(name, value);
+}
+
 inline const ConfigNodeBase* unwrapped(const ConfigNodeBase* node) {
   while (const auto* overlay = dynamic_cast<const ConfigReplacedNode*>(node)) node = overlay->wrapped().get();
   return node;
@@ -52,25 +62,18 @@ inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const Config
   if (a == nullptr || b == nullptr) {
     return a == b ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << "one side is empty";
   }
-  const std::wstring where(a->path().c_str());
-  if (a->path().mid(skipA) != b->path().mid(skipB)) {
-    return ::testing::AssertionFailure() << "path " << wxString(where) << " against " << wxString(b->path().c_str());
-  }
-  if (a->type() != b->type() || a->isContainerNode() != b->isContainerNode()) {
-    return ::testing::AssertionFailure() << "kind or type differs at " << wxString(where);
-  }
   unsigned long na = 0;
   unsigned long nb = 0;
   OdString sa;
   OdString sb;
-  if (a->getULong(na) != b->getULong(nb) || na != nb || a->getString(sa) != b->getString(sb) || sa != sb) {
-    return ::testing::AssertionFailure() << "value differs at " << wxString(where);
-  }
   const ConfigValRaw* ra = a->rawValue();
   const ConfigValRaw* rb = b->rawValue();
-  if ((ra == nullptr) != (rb == nullptr) ||
+  if (a->path().mid(skipA) != b->path().mid(skipB) || a->type() != b->type() ||
+      a->isContainerNode() != b->isContainerNode() || a->getULong(na) != b->getULong(nb) || na != nb ||
+      a->getString(sa) != b->getString(sb) || sa != sb || (ra == nullptr) != (rb == nullptr) ||
       (ra != nullptr && (ra->registryType() != rb->registryType() || ra->data() != rb->data()))) {
-    return ::testing::AssertionFailure() << "raw value differs at " << wxString(where);
+    return ::testing::AssertionFailure() << "nodes differ: " << wxString(a->path().c_str()) << " against "
+                                         << wxString(b->path().c_str());
   }
   const auto live = [](const ConfigNodeBase& node) {
     std::vector<const ConfigNodeBase*> out;
@@ -83,11 +86,10 @@ inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const Config
   const auto cb = live(*b);
   if (ca.size() != cb.size()) {
     return ::testing::AssertionFailure() << ca.size() << " children against " << cb.size() << " at "
-                                         << wxString(where);
+                                         << wxString(a->path().c_str());
   }
   for (std::size_t i = 0; i < ca.size(); ++i) {
-    auto r = sameTree(ca[i], cb[i], skipA, skipB);
-    if (!r) return r;
+    if (auto r = sameTree(ca[i], cb[i], skipA, skipB); !r) return r;
   }
   return ::testing::AssertionSuccess();
 }

@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace ut;
@@ -59,18 +60,17 @@ class TypedConfig : public wxFileConfig {
 
 TEST_F(ConfigExportTest, WritesTheRegistryExportTextByteForByte) {
   RegKey group = key();
-  ASSERT_TRUE(group.create());
-  ASSERT_TRUE(group.setValue(L"", L"Add-in list"));
-  ASSERT_TRUE(group.setValue(L"Path", L"C:\\Add \"ins\"\nsecond line"));
-  ASSERT_TRUE(group.setValue(L"Count", 255L));
-  ASSERT_TRUE(group.setValue(L"Negative", -2L));
   wxMemoryBuffer bytes;
   bytes.AppendData("\x01\x02", 2);
-  ASSERT_TRUE(group.setValue(L"Blob", bytes));  // not a configuration type
+  ASSERT_TRUE(group.create() && group.setValue(L"", L"Add-in list") &&
+              group.setValue(L"Path", L"C:\\Add \"ins\"\nsecond line") && group.setValue(L"Count", 255L) &&
+              group.setValue(L"Negative", -2L) && group.setValue(L"Blob", bytes));  // not a configuration type
   RegKey only = key(L"Only Default");
   ASSERT_TRUE(only.create() && only.setValue(L"", L""));
   RegKey deeper = key(L"Tools\\Deeper");
   ASSERT_TRUE(deeper.create() && deeper.setValue(L"Grüße", L"naïve"));
+  // An existing file is replaced, not appended to.
+  ASSERT_TRUE(test::writeFileBytes(file(), std::string("old line\r\n\xff\xfe binary tail\n", 25)));
 
   std::vector<std::wstring> log;
   ASSERT_TRUE(exportGroup(Config::regPath(eCfgAddins), file(), log));
@@ -89,36 +89,23 @@ TEST_F(ConfigExportTest, WritesTheRegistryExportTextByteForByte) {
       "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins\\Tools\\Deeper]\r\n"
       "\"Gr\xC3\xBC\xC3\x9F" "e\"=\"na\xC3\xAFve\"\r\n";
   EXPECT_EQ(test::readFileBytes(file()), expected);
-}
 
-TEST_F(ConfigExportTest, ReplacesAnExistingFile) {
-  ASSERT_TRUE(key().create());
-  ASSERT_TRUE(test::writeFileBytes(file(), std::string("old line\r\n\xff\xfe binary tail\n", 25)));
-  std::vector<std::wstring> log;
-  ASSERT_TRUE(exportGroup(L"/TVCAD/V25/en_US/Addins/", file(), log));
-  EXPECT_EQ(test::readFileBytes(file()),
-            "Windows Registry Editor Version 5.00\r\n"
-            "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins]\r\n");
-}
-
-TEST_F(ConfigExportTest, TheCompanyKeyAndPathsWithoutLeadingSlash) {
+  // The company key itself, and a path without its leading slash.
   RegKey company(eCurrentUser, L"Software\\TVCAD");
-  ASSERT_TRUE(company.create() && company.setValue(L"Installed", 1L));
-  std::vector<std::wstring> log;
+  ASSERT_TRUE(company.open() && company.setValue(L"Installed", 1L));
   ASSERT_TRUE(exportGroup(L"/", file(), log));
   const std::string text = test::readFileBytes(file());
   EXPECT_EQ(text.rfind("Windows Registry Editor Version 5.00\r\n[HKEY_CURRENT_USER\\Software\\TVCAD]\r\n"
-                       "\"Installed\"=dword:00000001\r\n",
+                       "\"Installed\"=dword:00000001\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD]\r\n",
                        0),
             0u)
       << text;
-  ASSERT_TRUE(key().create());
-  ASSERT_TRUE(exportGroup(L"TVCAD/V25/", file(), log));
+  ASSERT_TRUE(exportGroup(L"TVCAD/V25/en_US/Addins/Tools/", file(), log));
   EXPECT_EQ(test::readFileBytes(file()),
             "Windows Registry Editor Version 5.00\r\n"
-            "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25]\r\n"
-            "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US]\r\n"
-            "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins]\r\n");
+            "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins\\Tools]\r\n"
+            "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins\\Tools\\Deeper]\r\n"
+            "\"Gr\xC3\xBC\xC3\x9F" "e\"=\"na\xC3\xAFve\"\r\n");
 }
 
 TEST_F(ConfigExportTest, FloatingAndOtherTypesOverAnyConfiguration) {
@@ -141,48 +128,35 @@ TEST_F(ConfigExportTest, FloatingAndOtherTypesOverAnyConfiguration) {
 
 TEST_F(ConfigExportTest, EveryFailureGivesItsMessageAndFalse) {
   ASSERT_TRUE(key().create());
-  struct Case {
-    OdString path;
-    std::string target;
-    std::wstring message;
-  };
   const std::string inMissingFolder = (m_store.dir() / "no such folder" / "x.reg").string();
   const std::string folder = m_store.dir().path().string();
-  const std::vector<Case> cases = {
+  const OdString group = L"/TVCAD/V25/en_US/Addins/";
+  std::vector<std::tuple<OdString, std::string, std::wstring>> cases = {
       {L"", file(), L"Bad arguments"},
-      {L"/TVCAD/V25/en_US/Addins/", "", L"Bad arguments"},
+      {group, "", L"Bad arguments"},
       {L"/TVCAD/V25/en_US/Addins", file(), L"Bad group path: /TVCAD/V25/en_US/Addins"},
       {L"/TVCAD//Addins/", file(), L"Bad group path: /TVCAD//Addins/"},
       {L"/TVCAD/../TVCAD/", file(), L"Bad group path: /TVCAD/../TVCAD/"},
       {L"\\TVCAD\\V25\\", file(), L"Bad group path: \\TVCAD\\V25\\"},
       {L"/TVCAD/V25/en_US/Nothing/", file(), L"Config group not found: /TVCAD/V25/en_US/Nothing/"},
-      {L"/TVCAD/V25/en_US/Addins/", inMissingFolder, L"Failed to create file " + wxString(inMissingFolder).ToStdWstring()},
-      {L"/TVCAD/V25/en_US/Addins/", folder, L"Failed to create file " + wxString(folder).ToStdWstring()},
+      {group, inMissingFolder, L"Failed to create file " + wxString(inMissingFolder).ToStdWstring()},
+      {group, folder, L"Failed to create file " + wxString(folder).ToStdWstring()},
   };
-  for (const auto& c : cases) {
+  // A file that exists but cannot be read, and one that can be read but not
+  // replaced (its folder takes no new files), whoever runs the test.
+  if (std::filesystem::exists("/proc/self/mem") && std::filesystem::exists("/proc/version")) {
+    cases.emplace_back(group, "/proc/self/mem", L"Failed to open file /proc/self/mem");
+    cases.emplace_back(group, "/proc/version", L"Failed to write to file /proc/version");
+  }
+  for (const auto& [path, target, message] : cases) {
+    SCOPED_TRACE(wxString(message));
     std::vector<std::wstring> log;
-    EXPECT_FALSE(exportGroup(c.path, c.target, log)) << wxString(c.message);
-    EXPECT_EQ(log, std::vector<std::wstring>{c.message});
+    EXPECT_FALSE(exportGroup(path, target, log));
+    EXPECT_EQ(log, std::vector<std::wstring>{message});
     // Unasked, the same failure is silent.
     test::LogCapture quiet;
-    EXPECT_FALSE(exportConfigGroup(c.path, OdString(wxString(c.target)), false));
+    EXPECT_FALSE(exportConfigGroup(path, OdString(wxString(target)), false));
     EXPECT_TRUE(quiet.messages().empty());
   }
   EXPECT_FALSE(std::filesystem::exists(file()));
-}
-
-TEST_F(ConfigExportTest, UnreadableAndUnwritableFiles) {
-  ASSERT_TRUE(key().create());
-  // A file that exists but cannot be read, and one that can be read but not
-  // replaced (its folder takes no new files), whoever runs the test.
-  const std::string unreadable = "/proc/self/mem";
-  const std::string unwritable = "/proc/version";
-  if (!std::filesystem::exists(unreadable) || !std::filesystem::exists(unwritable)) {
-    GTEST_SKIP() << "needs /proc";
-  }
-  std::vector<std::wstring> log;
-  EXPECT_FALSE(exportGroup(L"/TVCAD/V25/en_US/Addins/", unreadable, log));
-  EXPECT_EQ(log, std::vector<std::wstring>{L"Failed to open file /proc/self/mem"});
-  EXPECT_FALSE(exportGroup(L"/TVCAD/V25/en_US/Addins/", unwritable, log));
-  EXPECT_EQ(log, std::vector<std::wstring>{L"Failed to write to file /proc/version"});
 }

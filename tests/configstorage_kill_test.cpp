@@ -52,26 +52,21 @@ bool writeGeneration(const wchar_t* generation) {
 // "old" or "new" when every value is of that generation, else what was found
 // first that does not fit.
 std::wstring generationInStore() {
-  int oldCount = 0;
-  int newCount = 0;
+  int counts[2] = {0, 0};
   for (int k = 0; k < kKeys; ++k) {
     RegKey key(eCurrentUser, kRootKey + L"\\" + keyName(k));
     if (!key.open(eRead)) return L"missing " + keyName(k).ToStdWstring();
     for (int v = 0; v < kValuesPerKey; ++v) {
       wxString value;
       if (!key.queryValue(valueName(v), value)) return L"missing " + (keyName(k) + L"\\" + valueName(v)).ToStdWstring();
-      if (value == valueText(L"old", k, v)) {
-        ++oldCount;
-      } else if (value == valueText(L"new", k, v)) {
-        ++newCount;
-      } else {
-        return L"unexpected " + value.ToStdWstring();
-      }
+      const int generation = value == valueText(L"old", k, v) ? 0 : value == valueText(L"new", k, v) ? 1 : -1;
+      if (generation < 0) return L"unexpected " + value.ToStdWstring();
+      ++counts[generation];
     }
   }
-  if (oldCount == kKeys * kValuesPerKey) return L"old";
-  if (newCount == kKeys * kValuesPerKey) return L"new";
-  return L"mixed: " + std::to_wstring(oldCount) + L" old, " + std::to_wstring(newCount) + L" new";
+  if (counts[1] == 0) return L"old";
+  if (counts[0] == 0) return L"new";
+  return L"mixed: " + std::to_wstring(counts[0]) + L" old, " + std::to_wstring(counts[1]) + L" new";
 }
 
 // Stops the flush after a given number of writes: tells the test through a
@@ -106,11 +101,32 @@ class PausingRegConfig : public RegConfig {
       if (!node || !node->setString(valueText(L"new", k, v).wc_str())) ::_exit(4);
     }
   }
-  if (readyPipe >= 0) {
-    const char mark = 'r';
-    if (::write(readyPipe, &mark, 1) != 1) ::_exit(5);
-  }
+  const char mark = 'r';
+  if (readyPipe >= 0 && ::write(readyPipe, &mark, 1) != 1) ::_exit(5);
   ::_exit(storage.flush(tree, true) ? 0 : 6);
+}
+
+// Forks a child that flushes the new generation. With pauseAt > 0 it stops
+// before that write and says 'p' on the pipe; otherwise it says 'r' once it
+// is about to flush. The mark read from the pipe comes back in `mark`.
+pid_t startFlush(int pauseAt, char& mark) {
+  int fds[2];
+  if (::pipe(fds) != 0) return -1;
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    ::close(fds[0]);
+    if (pauseAt > 0) {
+      ConfigStorageWx storage(kRoot, std::make_shared<PausingRegConfig>(fds[1], pauseAt));
+      flushNewGeneration(storage, -1);
+    }
+    ConfigRegistryStorage storage(kRoot);
+    flushNewGeneration(storage, fds[1]);
+  }
+  ::close(fds[1]);
+  mark = 0;
+  if (pid > 0 && ::read(fds[0], &mark, 1) != 1) mark = 0;
+  ::close(fds[0]);
+  return pid;
 }
 
 int waitFor(pid_t pid) {
@@ -133,28 +149,23 @@ class ConfigKillTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(ConfigKillTest, KilledAtAnyPointOfTheWritesLeavesTheOldTree) {
+TEST_F(ConfigKillTest, KilledAtChosenWritesLeavesTheOldTreeAndUnkilledTheNew) {
   for (int pauseAt : {1, 2, kKeys * kValuesPerKey / 2, kKeys * kValuesPerKey}) {
-    int fds[2];
-    ASSERT_EQ(::pipe(fds), 0);
-    const pid_t pid = ::fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      ::close(fds[0]);
-      ConfigStorageWx storage(kRoot, std::make_shared<PausingRegConfig>(fds[1], pauseAt));
-      flushNewGeneration(storage, -1);
-    }
-    ::close(fds[1]);
     char mark = 0;
-    const bool paused = ::read(fds[0], &mark, 1) == 1 && mark == 'p';
-    ::close(fds[0]);
+    const pid_t pid = startFlush(pauseAt, mark);
+    ASSERT_GT(pid, 0);
     ::kill(pid, SIGKILL);
     const int status = waitFor(pid);
-    ASSERT_TRUE(paused) << "the child ended with " << status << " before write " << pauseAt;
+    ASSERT_EQ(mark, 'p') << "the child ended with " << status << " before write " << pauseAt;
     EXPECT_EQ(status, 128 + SIGKILL);
     EXPECT_EQ(generationInStore(), L"old") << "killed at write " << pauseAt;
     RegStore::close();
   }
+  char mark = 0;
+  const pid_t pid = startFlush(0, mark);
+  ASSERT_GT(pid, 0);
+  EXPECT_EQ(waitFor(pid), 0);
+  EXPECT_EQ(generationInStore(), L"new");
 }
 
 TEST_F(ConfigKillTest, KilledAtRandomTimesLeavesOneWholeTree) {
@@ -165,24 +176,14 @@ TEST_F(ConfigKillTest, KilledAtRandomTimesLeavesOneWholeTree) {
   int windowMicros = 40000;
   int oldTrees = 0;
   for (int round = 0; round < 16; ++round) {
-    int fds[2];
-    ASSERT_EQ(::pipe(fds), 0);
-    const pid_t pid = ::fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      ::close(fds[0]);
-      ConfigRegistryStorage storage(kRoot);
-      flushNewGeneration(storage, fds[1]);
-    }
-    ::close(fds[1]);
     char mark = 0;
-    const bool ready = ::read(fds[0], &mark, 1) == 1 && mark == 'r';
-    ::close(fds[0]);
+    const pid_t pid = startFlush(0, mark);
+    ASSERT_GT(pid, 0);
     std::this_thread::sleep_for(
         std::chrono::microseconds(std::uniform_int_distribution<int>(0, windowMicros)(random)));
     ::kill(pid, SIGKILL);
     const int status = waitFor(pid);
-    ASSERT_TRUE(ready) << "the child ended with " << status << " before flushing";
+    ASSERT_EQ(mark, 'r') << "the child ended with " << status << " before flushing";
     EXPECT_TRUE(status == 0 || status == 128 + SIGKILL) << status;
     const std::wstring found = generationInStore();
     EXPECT_TRUE(found == L"old" || found == L"new") << wxString(found);
@@ -196,15 +197,4 @@ TEST_F(ConfigKillTest, KilledAtRandomTimesLeavesOneWholeTree) {
   }
   // Some kills must have landed before the flush was through.
   EXPECT_GT(oldTrees, 0);
-}
-
-TEST_F(ConfigKillTest, AFlushLeftAloneWritesTheNewTree) {
-  const pid_t pid = ::fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    ConfigRegistryStorage storage(kRoot);
-    flushNewGeneration(storage, -1);
-  }
-  EXPECT_EQ(waitFor(pid), 0);
-  EXPECT_EQ(generationInStore(), L"new");
 }

@@ -74,12 +74,24 @@ TEST(JsonGetters, ReadTheExpectedTypes) {
   EXPECT_STREQ(getStringValue(keys, L"ключ", Context()).c_str(), L"v");
   EXPECT_EQ(messageOf([&] { getIntValue(keys, L"key", Context()); }),
             L"Unable to find json key 'key'\njson key:\t\"key\"");
+  EXPECT_STREQ(Context().within(L"a").text().c_str(), L"a");
+  EXPECT_STREQ(Context(L"f.json").within(L"a").within(L"b").text().c_str(), L"f.json/a/b");
 }
 
 TEST(JsonErrors, MessagesByteForByte) {
   const JsonObject o = parsedObject(kSample);
+  const JsonObject limits = parsedObject(R"({"max": 2147483647, "min": -2147483648, "over": 2147483648})");
+  EXPECT_EQ(getIntValue(limits, L"max", Context()), std::numeric_limits<int>::max());
+  EXPECT_EQ(getIntValue(limits, L"min", Context()), std::numeric_limits<int>::min());
   const Context c;
   const std::pair<std::function<void()>, std::wstring> cases[] = {
+      // Integers out of range are refused, not wrapped.
+      {[&] { getIntValue(limits, L"over", c); },
+       L"Json integer 2147483648 is out of the range of int\njson key:\t\"over\""},
+      {[&] { getAnyValue(limits, L"over", c); },
+       L"Json integer 2147483648 is out of the range of int\njson key:\t\"over\""},
+      {[&] { getInt64Value(o, L"huge", c); },
+       L"Json integer 18446744073709551615 is out of the range of int64\njson key:\t\"huge\""},
       // Context first (with its trailing blank), then the key.
       {[&] { getDoubleValue(o, L"count", Context(L"ctx")); },
        L"Error:\tExpected json type 'real', found 'int'\nContext:\tctx \njson key:\t\"count\""},
@@ -103,24 +115,6 @@ TEST(JsonErrors, MessagesByteForByte) {
       {[&] { checkType(o.at("on"), eJsonBool, Context(L"x"), L"on"); }, L""},
   };
   for (const auto& [call, message] : cases) EXPECT_EQ(messageOf(call), message);
-}
-
-TEST(JsonErrors, IntegersOutOfRangeAreRefusedNotWrapped) {
-  const JsonObject o = parsedObject(R"({"max": 2147483647, "min": -2147483648, "over": 2147483648,
-                                         "huge": 18446744073709551615})");
-  EXPECT_EQ(getIntValue(o, L"max", Context()), std::numeric_limits<int>::max());
-  EXPECT_EQ(getIntValue(o, L"min", Context()), std::numeric_limits<int>::min());
-  EXPECT_EQ(messageOf([&] { getIntValue(o, L"over", Context()); }),
-            L"Json integer 2147483648 is out of the range of int\njson key:\t\"over\"");
-  EXPECT_EQ(messageOf([&] { getAnyValue(o, L"over", Context()); }),
-            L"Json integer 2147483648 is out of the range of int\njson key:\t\"over\"");
-  EXPECT_EQ(messageOf([&] { getInt64Value(o, L"huge", Context()); }),
-            L"Json integer 18446744073709551615 is out of the range of int64\njson key:\t\"huge\"");
-}
-
-TEST(JsonContext, NestsWithSlash) {
-  EXPECT_STREQ(Context().within(L"a").text().c_str(), L"a");
-  EXPECT_STREQ(Context(L"f.json").within(L"a").within(L"b").text().c_str(), L"f.json/a/b");
 }
 
 TEST(JsonParse, BadTextLeavesTheValueAlone) {

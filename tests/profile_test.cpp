@@ -13,14 +13,14 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace ut;
 using test::sameContent;
+using test::str;
 
 namespace {
-
-std::wstring str(const OdString& s) { return s.c_str(); }
 
 std::vector<std::wstring> namesOf(ProfileManagerBase& m) {
   OdArray<OdString> names;
@@ -30,22 +30,18 @@ std::vector<std::wstring> namesOf(ProfileManagerBase& m) {
   return out;
 }
 
-// The profiles key of the store, in registry form.
-wxString profilesKey() {
-  wxString key(Config::profilesRoot(eCfgPathRegistry).c_str());
-  key.RemoveLast();
-  return key;
+// A key below the store's profiles key, in registry form; "" for that key itself.
+wxString keyOf(const wxString& relative) {
+  const wxString profiles(Config::profilesRoot(eCfgPathRegistry).c_str());  // ends with a backslash
+  return relative.empty() ? profiles.Left(profiles.length() - 1) : profiles + relative;
 }
-
-wxString keyOf(const wxString& relative) { return relative.empty() ? profilesKey() : profilesKey() + L"\\" + relative; }
 
 bool storeHasKey(const wxString& relative) { return RegKey(eCurrentUser, keyOf(relative)).exists(); }
 
 // A value straight from the store (wxString or long), below the profiles key.
 template <typename T>
 bool storeValue(const wxString& relative, const wxString& name, T& value) {
-  RegKey key(eCurrentUser, keyOf(relative));
-  return key.open(eRead) && key.queryValue(name, value);
+  return test::storeValue(keyOf(relative), name, value);
 }
 
 class ProfileTest : public ::testing::Test {
@@ -58,12 +54,11 @@ class ProfileTest : public ::testing::Test {
 
   // A profile with a few values of both types and a nested key.
   void fill(const OdString& name) {
-    ASSERT_TRUE(m_manager->setCurrentProfile(name, true));
-    ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Number", 255));
-    ASSERT_TRUE(Config::writeString(eCfgConfig, L"Text", L"a \"b\" \\ c\nd ü"));
-    ASSERT_TRUE(Config::writeString(eCfgPlot, L"Plotter", L"pdf"));
-    ASSERT_TRUE(Config::writeLong(eCfgToolbars, L"Deep/Er/Value", 0xffffffffL));
-    ASSERT_TRUE(Config::setProfileDescription(name, L"described"));
+    ASSERT_TRUE(m_manager->setCurrentProfile(name, true) && Config::writeLong(eCfgConfig, L"Number", 255) &&
+                Config::writeString(eCfgConfig, L"Text", L"a \"b\" \\ c\nd ü") &&
+                Config::writeString(eCfgPlot, L"Plotter", L"pdf") &&
+                Config::writeLong(eCfgToolbars, L"Deep/Er/Value", 0xffffffffL) &&
+                Config::setProfileDescription(name, L"described"));
   }
 
   test::TempStore m_store;
@@ -87,7 +82,6 @@ TEST_F(ProfileTest, EmptyNameIsTheTreeAndNamesIgnoreCase) {
   EXPECT_EQ(m_manager->getProfileNode(L"Work", false), nullptr);
   const auto work = m_manager->getProfileNode(L"Work", true);
   ASSERT_NE(work, nullptr);
-  EXPECT_EQ(m_manager->getProfileNode(L"WORK", false), work);
   EXPECT_EQ(m_manager->getProfileNode(L"wOrK", true), work);
   for (const wchar_t* bad : {L"a/b", L"a\\b", L".."}) EXPECT_EQ(m_manager->getProfileNode(bad, true), nullptr);
   OdArray<OdString> names;
@@ -97,73 +91,67 @@ TEST_F(ProfileTest, EmptyNameIsTheTreeAndNamesIgnoreCase) {
   EXPECT_EQ(str(names[1]), L"Work");
 }
 
-TEST_F(ProfileTest, CurrentProfileIsRecordedAndSurvivesFlush) {
+TEST_F(ProfileTest, CurrentProfileIsRecordedAndReloaded) {
   // A store whose profiles key names "Old" in its own value, which wins over
   // "CurProfile" when the store is read.
-  RegKey root(eCurrentUser, profilesKey());
+  RegKey root(eCurrentUser, keyOf(L""));
   ASSERT_TRUE(RegKey(eCurrentUser, keyOf(L"Old")).create() && root.create() && root.setValue(L"", L"Old"));
   ASSERT_TRUE(m_manager->reset());
   EXPECT_EQ(str(m_manager->currentProfileName()), L"Old");
   EXPECT_FALSE(m_manager->setCurrentProfile(L"", true));
   ASSERT_TRUE(m_manager->setCurrentProfile(L"Mine", true));
-  EXPECT_EQ(str(m_manager->currentProfileName()), L"Mine");
   EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"Mine", L"Old"}));  // "CurProfile" is no profile
   ASSERT_TRUE(m_manager->flush());
   wxString value;
-  ASSERT_TRUE(storeValue(L"", L"CurProfile", value));
-  EXPECT_EQ(value, L"Mine");
+  EXPECT_TRUE(storeValue(L"", L"CurProfile", value) && value == L"Mine");
   EXPECT_TRUE(storeValue(L"", L"", value) && value.empty());  // the old record is emptied
-  EXPECT_TRUE(storeHasKey(L"Mine\\Config"));  // prepared for writing
+  EXPECT_TRUE(storeHasKey(L"Mine\\Config"));                  // prepared for writing
 
-  m_manager.reset();
-  m_manager = std::make_unique<ProfileManagerBase>();
+  // A reset reloads from the store and drops what was not flushed.
+  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Unflushed", 1));
+  ASSERT_TRUE(m_manager->reset());
   EXPECT_EQ(str(m_manager->currentProfileName()), L"Mine");
+  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Unflushed"));
+  // A store without profiles: nothing to reload, nothing current.
+  ASSERT_TRUE(root.open() && root.deleteSelf());
+  EXPECT_FALSE(m_manager->reset());
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  EXPECT_TRUE(namesOf(*m_manager).empty());
 }
 
-TEST_F(ProfileTest, CopyOfAMissingProfileCreatesBothEmpty) {
+TEST_F(ProfileTest, CopyReplacesTheTargetWithValuesAndDescription) {
+  // A missing source is created empty along with the copy.
   EXPECT_TRUE(m_manager->copyProfile(L"Ghost", L"Copy"));
-  EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"Copy", L"Ghost"}));
-  ASSERT_TRUE(m_manager->flush());
-  EXPECT_TRUE(storeHasKey(L"Ghost") && storeHasKey(L"Copy"));
   // An empty name would be the whole tree: no source at all.
-  EXPECT_FALSE(m_manager->copyProfile(L"", L"All"));
-  EXPECT_FALSE(m_manager->renameProfile(L"", L"All"));
-  EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"Copy", L"Ghost"}));
-}
-
-TEST_F(ProfileTest, CopyOverwritesAndCarriesValuesAndDescription) {
+  EXPECT_FALSE(m_manager->copyProfile(L"", L"All") || m_manager->renameProfile(L"", L"All"));
   fill(L"Source");
   ASSERT_TRUE(m_manager->setCurrentProfile(L"Target", true));
   ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Old", 1));
   ASSERT_TRUE(m_manager->flush());
   ASSERT_TRUE(m_manager->copyProfile(L"source", L"Target"));
   EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Source", false), m_manager->getProfileNode(L"Target", false)));
-  ASSERT_TRUE(m_manager->flush());
   long n = 0;
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);  // the current profile serves the copy
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_TRUE(storeHasKey(L"Ghost") && storeHasKey(L"Copy"));
   EXPECT_FALSE(storeValue(L"Target\\Config", L"Old", n));  // the old key was replaced
   EXPECT_TRUE(storeValue(L"Target\\Config", L"Number", n) && n == 255);
   wxString description;
   EXPECT_TRUE(storeValue(L"Target", L"", description) && description == L"described");
-}
 
-TEST_F(ProfileTest, TheCurrentProfileFollowsItsReplacements) {
-  fill(L"Src");
-  ASSERT_TRUE(m_manager->setCurrentProfile(L"Cur", true));
-  ASSERT_TRUE(m_manager->copyProfile(L"Src", L"CUR"));
-  long n = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);  // the copy is served
   // Reset after the copy: what is written lands in the empty profile.
-  ASSERT_TRUE(m_manager->resetProfile(L"Cur"));
+  ASSERT_TRUE(m_manager->resetProfile(L"TARGET"));
+  EXPECT_FALSE(m_manager->resetProfile(L"Nobody") || m_manager->getProfileNode(L"Nobody", false));
   EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Number"));
   ASSERT_TRUE(Config::writeLong(eCfgConfig, L"After", 2));
   ASSERT_TRUE(m_manager->flush());
-  EXPECT_TRUE(storeValue(L"Cur\\Config", L"After", n) && n == 2);
-  EXPECT_FALSE(storeValue(L"Cur\\Config", L"Number", n));
+  EXPECT_TRUE(storeValue(L"Target\\Config", L"After", n) && n == 2);
+  EXPECT_FALSE(storeValue(L"Target\\Config", L"Number", n));
   // Deleting a profile that replaced another still ends its being current.
-  ASSERT_TRUE(m_manager->deleteProfile(L"Cur"));
+  ASSERT_TRUE(m_manager->deleteProfile(L"Target"));
   EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
-  ASSERT_TRUE(m_manager->setCurrentProfile(L"Cur", true));  // over the deleted one
-  ASSERT_TRUE(m_manager->deleteProfile(L"cur"));
+  ASSERT_TRUE(m_manager->setCurrentProfile(L"Target", true));  // over the deleted one
+  ASSERT_TRUE(m_manager->deleteProfile(L"target"));
   EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
 }
 
@@ -172,46 +160,34 @@ TEST_F(ProfileTest, RenameRefusesAnExistingTargetAndMovesCurProfile) {
   m_manager->getProfileNode(L"B", true);
   ASSERT_TRUE(m_manager->flush());
   EXPECT_FALSE(m_manager->renameProfile(L"A", L"b"));
-  EXPECT_EQ(str(m_manager->currentProfileName()), L"A");
   EXPECT_EQ(namesOf(*m_manager), (std::vector<std::wstring>{L"A", L"B"}));
-
   ASSERT_TRUE(m_manager->renameProfile(L"A", L"C"));
   EXPECT_EQ(str(m_manager->currentProfileName()), L"C");
-  long n = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);
   ASSERT_TRUE(m_manager->flush());
   EXPECT_FALSE(storeHasKey(L"A"));
+  long n = 0;
   EXPECT_TRUE(storeValue(L"C\\Toolbars\\Deep\\Er", L"Value", n));
   wxString value;
   EXPECT_TRUE(storeValue(L"", L"CurProfile", value) && value == L"C");
   EXPECT_TRUE(storeValue(L"C", L"", value) && value == L"described");
 }
 
-TEST_F(ProfileTest, ResetEmptiesButKeepsTheName) {
-  EXPECT_FALSE(m_manager->resetProfile(L"Nobody"));
-  EXPECT_TRUE(namesOf(*m_manager).empty());
+TEST_F(ProfileTest, ResetAndDeleteReachTheStore) {
   fill(L"R");
+  fill(L"Gone");
   ASSERT_TRUE(m_manager->flush());
+  // A reset profile keeps its name and loses its keys.
   ASSERT_TRUE(m_manager->resetProfile(L"r"));
-  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"R"});
-  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Number"));
   ASSERT_TRUE(m_manager->flush());
   EXPECT_TRUE(storeHasKey(L"R"));
   EXPECT_FALSE(storeHasKey(L"R\\Config"));
-}
-
-TEST_F(ProfileTest, DeleteReachesTheStoreAtOnce) {
-  fill(L"Gone");
-  m_manager->getProfileNode(L"Kept", true);
-  ASSERT_TRUE(m_manager->flush());
-  ASSERT_TRUE(storeHasKey(L"Gone\\Config"));
+  // A deletion reaches the store at once, without a flush.
   ASSERT_TRUE(m_manager->deleteProfile(L"GONE"));
-  EXPECT_FALSE(storeHasKey(L"Gone"));  // no flush needed
-  EXPECT_TRUE(storeHasKey(L"Kept"));
+  EXPECT_FALSE(storeHasKey(L"Gone"));
+  EXPECT_TRUE(storeHasKey(L"R"));
   EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
-  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"Kept"});
   EXPECT_TRUE(m_manager->deleteProfile(L"NeverWas"));  // created, then deleted
-  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"Kept"});
+  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"R"});
   ASSERT_TRUE(m_manager->flush());
   EXPECT_FALSE(storeHasKey(L"Gone"));
 }
@@ -227,10 +203,8 @@ TEST_F(ProfileTest, ImportAndExportWithoutAStorageUseTheStore) {
   ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Number", 1) && Config::writeLong(eCfgConfig, L"Unsaved", 1));
   ASSERT_TRUE(m_manager->importProfile(L"p", nullptr));
   EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);  // the imported profile is current
-  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Unsaved"));
   ASSERT_TRUE(m_manager->flush());
   EXPECT_FALSE(storeValue(L"P\\Config", L"Unsaved", n));
-  EXPECT_TRUE(storeValue(L"P\\Config", L"Number", n) && n == 255);
 }
 
 TEST_F(ProfileTest, FlushExportsThroughTheVirtualSlotAndReportsFailure) {
@@ -248,31 +222,11 @@ TEST_F(ProfileTest, FlushExportsThroughTheVirtualSlotAndReportsFailure) {
   EXPECT_FALSE(Config::flush());    // the facade reports the manager's failure
   long n = 0;
   EXPECT_TRUE(storeValue(L"Good\\Config", L"V", n) && n == 1);  // the others are written all the same
-  wxString value;
-  EXPECT_TRUE(storeValue(L"", L"CurProfile", value) && value == L"Good");
-}
-
-TEST_F(ProfileTest, ResetReloadsFromTheStore) {
-  fill(L"P");
-  ASSERT_TRUE(m_manager->flush());
-  ASSERT_TRUE(Config::writeLong(eCfgConfig, L"Unflushed", 1));
-  ASSERT_TRUE(m_manager->reset());
-  EXPECT_EQ(str(m_manager->currentProfileName()), L"P");
-  EXPECT_FALSE(Config::hasEntry(eCfgConfig, L"Unflushed"));
-  EXPECT_TRUE(Config::hasEntry(eCfgConfig, L"Number"));
-  // A store without profiles: nothing to reload, nothing current.
-  ASSERT_TRUE(m_manager->deleteProfile(L"P"));
-  RegKey profiles(eCurrentUser, profilesKey());
-  ASSERT_TRUE(profiles.open() && profiles.deleteSelf());
-  EXPECT_FALSE(m_manager->reset());
-  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
-  EXPECT_TRUE(namesOf(*m_manager).empty());
 }
 
 TEST_F(ProfileTest, WxFunctions) {
   EXPECT_TRUE(ut::createProfile(L"W", L"desc"));
   EXPECT_FALSE(ut::createProfile(L"w", L"again"));
-  EXPECT_TRUE(ut::profileExists(L"W"));
   EXPECT_FALSE(ut::profileExists(L""));
   EXPECT_EQ(ut::getProfileDescription(L"W"), L"desc");
   EXPECT_TRUE(ut::setCurrentProfileName(L"W") && ut::getCurrentProfileName() == L"W");
@@ -294,26 +248,24 @@ TEST_F(ProfileTest, ExportThenImportUnderAnotherNameIsEqual) {
   ASSERT_TRUE(ut::exportProfile(L"Orig", file));
   EXPECT_EQ(ut::getProfileNameFromFile(file), L"Orig");
   ASSERT_TRUE(ut::importProfile(file, L"Twin", L""));
-  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Orig", false), m_manager->getProfileNode(L"Twin", false)));
-  EXPECT_EQ(ut::getProfileDescription(L"Twin"), L"described");
-  // Through the store too.
-  ASSERT_TRUE(m_manager->flush());
-  ASSERT_TRUE(m_manager->reset());
-  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Orig", false), m_manager->getProfileNode(L"Twin", false)));
-
   ASSERT_TRUE(ut::importProfile(file, L"Third", L"new words"));
+  EXPECT_EQ(ut::getProfileDescription(L"Twin"), L"described");
   EXPECT_EQ(ut::getProfileDescription(L"Third"), L"new words");
+  // Equal through the store too.
+  ASSERT_TRUE(m_manager->flush() && m_manager->reset());
+  EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Orig", false), m_manager->getProfileNode(L"Twin", false)));
 }
 
 // A profile exported on Windows: UTF-16LE with a byte-order mark, CR LF,
 // long hex values continued over several lines, values of every type.
 TEST_F(ProfileTest, WindowsExportImportsEveryValue) {
   const std::string file = std::string(UT_SHARED_TESTDATA_DIR) + "/registry/profile-windows-export.reg";
+  const std::wstring description = L"Profile for 2D drafting, exported on Windows";
   EXPECT_EQ(ut::getProfileNameFromFile(file), L"Drafting");
   test::LogCapture log;
   ASSERT_TRUE(ut::importProfile(file, L"", L""));
   EXPECT_TRUE(log.messages().empty());
-  EXPECT_EQ(ut::getProfileDescription(L"Drafting"), L"Profile for 2D drafting, exported on Windows");
+  EXPECT_EQ(ut::getProfileDescription(L"Drafting"), description);
   ASSERT_TRUE(m_manager->setCurrentProfile(L"Drafting", true));
 
   const struct {
@@ -337,21 +289,16 @@ TEST_F(ProfileTest, WindowsExportImportsEveryValue) {
   };
   for (const auto& r : readable) {
     SCOPED_TRACE(wxString(r.entry));
-    if (r.number >= 0) {
-      long n = -1;
-      EXPECT_TRUE(Config::read(r.group, r.entry, n));
-      EXPECT_EQ(n, r.number);
-    } else {
-      OdString s;
-      EXPECT_TRUE(Config::read(r.group, r.entry, s));
-      EXPECT_EQ(str(s), r.text);
-    }
+    long n = -1;
+    OdString s;
+    EXPECT_TRUE(r.number >= 0 ? Config::read(r.group, r.entry, n) && n == r.number
+                              : Config::read(r.group, r.entry, s) && str(s) == r.text);
   }
   // Binary data, a multi-string and a 64-bit time stamp cannot be read as
   // settings, but they are kept and reach the store as they were.
   for (const wchar_t* entry : {L"WindowPlacement", L"RecentCommands", L"LastSaved"}) {
-    EXPECT_TRUE(Config::hasEntry(eCfgConfig, entry)) << wxString(entry);
-    EXPECT_EQ(Config::entryType(eCfgConfig, entry), eCfgTypeUnknown) << wxString(entry);
+    EXPECT_TRUE(Config::hasEntry(eCfgConfig, entry) && Config::entryType(eCfgConfig, entry) == eCfgTypeUnknown)
+        << wxString(entry);
   }
   ASSERT_TRUE(Config::flush());
   RegKey config(eCurrentUser, wxString(Config::profilesRoot(eCfgPathRegistry).c_str()) + L"Drafting\\Config");
@@ -372,7 +319,7 @@ TEST_F(ProfileTest, WindowsExportImportsEveryValue) {
   ASSERT_TRUE(ut::exportProfile(L"Drafting", again));
   ASSERT_TRUE(ut::importProfile(again, L"Copy", L""));
   EXPECT_TRUE(sameContent(m_manager->getProfileNode(L"Drafting", false), m_manager->getProfileNode(L"Copy", false)));
-  EXPECT_EQ(ut::getProfileDescription(L"Copy"), L"Profile for 2D drafting, exported on Windows");
+  EXPECT_EQ(ut::getProfileDescription(L"Copy"), description);
 }
 
 TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
@@ -381,19 +328,16 @@ TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
   test::LogCapture log;
   const std::string missing = (m_store.dir() / "missing.reg").string();
   EXPECT_FALSE(ut::importProfile(missing, L"X", L""));
-  ASSERT_FALSE(log.messages().empty());
-  EXPECT_EQ(log.messages().back(), L"File not found: \"" + wxString(missing).ToStdWstring() + L"\"");
+  EXPECT_EQ(log.messages(), std::vector<std::wstring>{L"File not found: \"" + wxString(missing).ToStdWstring() + L"\""});
 
   const auto refused = [&](const char* name, const char* text) {
     const std::string path = (m_store.dir() / name).string();
     std::ofstream(path, std::ios::binary) << text;
     log.clear();
     EXPECT_FALSE(ut::importProfile(path, L"Keep", L"")) << name;
-    EXPECT_FALSE(log.messages().empty()) << name;
-    if (!log.messages().empty()) {
-      EXPECT_EQ(log.messages().back(),
-                L"File \"" + wxString(path).ToStdWstring() + L"\" is not a profile of the application");
-    }
+    EXPECT_EQ(log.messages(),
+              std::vector<std::wstring>{L"File \"" + wxString(path).ToStdWstring() + L"\" is not a profile of the application"})
+        << name;
   };
   refused("text.reg", "just some text\r\n");
   refused("other-key.reg", "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\Other]\r\n\"a\"=\"b\"\r\n");
@@ -408,34 +352,30 @@ TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
   refused("empty.reg", "");
   EXPECT_EQ(namesOf(*m_manager), names);
   long n = 0;
-  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n));  // "Keep" untouched
-  EXPECT_EQ(n, 255);
+  EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);  // "Keep" untouched
 }
-
 
 TEST_F(ProfileTest, ExportFailuresGiveTheirMessagesOnlyWhenAsked) {
   fill(L"P");
-  test::LogCapture log;
-  const auto lastMessage = [&log] { return log.messages().empty() ? std::wstring() : log.messages().back(); };
-  EXPECT_FALSE(ut::exportProfile(L"", (m_store.dir() / "x.reg").string()));
-  EXPECT_EQ(lastMessage(), L"Bad arguments");
-  EXPECT_FALSE(ut::exportProfile(L"P", L""));
-  EXPECT_EQ(lastMessage(), L"Bad arguments");
-  EXPECT_FALSE(ut::exportProfile(L"Missing", (m_store.dir() / "x.reg").string()));
-  EXPECT_EQ(lastMessage(), L"Config group not found: " + std::wstring(Config::profilesRoot(eCfgPathConfig).c_str()) +
-                               L"Missing/");
-  EXPECT_FALSE(m_manager->getProfileNode(L"Missing", false));  // export never creates
+  const std::string file = (m_store.dir() / "x.reg").string();
   const std::string noFolder = (m_store.dir() / "no" / "such.reg").string();
-  EXPECT_FALSE(ut::exportProfile(L"P", noFolder));
-  EXPECT_EQ(lastMessage(), L"Failed to create file " + wxString(noFolder).ToStdWstring());
-
-  log.clear();
-  EXPECT_FALSE(Config::exportProfile(L"P", OdString(wxString(noFolder).wc_str()), false));
-  EXPECT_FALSE(Config::exportProfile(L"Missing", L"x.reg", false));
-  EXPECT_TRUE(log.messages().empty());
+  const std::tuple<const wchar_t*, std::string, std::wstring> cases[] = {
+      {L"", file, L"Bad arguments"},
+      {L"P", "", L"Bad arguments"},
+      {L"Missing", file,
+       L"Config group not found: " + std::wstring(Config::profilesRoot(eCfgPathConfig).c_str()) + L"Missing/"},
+      {L"P", noFolder, L"Failed to create file " + wxString(noFolder).ToStdWstring()}};
+  for (const auto& [name, target, message] : cases) {
+    test::LogCapture log;
+    EXPECT_FALSE(ut::exportProfile(name, target));
+    EXPECT_EQ(log.messages(), std::vector<std::wstring>{message});
+    log.clear();
+    EXPECT_FALSE(Config::exportProfile(name, OdString(wxString(target).wc_str()), false));
+    EXPECT_TRUE(log.messages().empty()) << wxString(message);
+  }
+  EXPECT_FALSE(m_manager->getProfileNode(L"Missing", false));  // export never creates
 
   // An existing file is replaced, not appended to.
-  const std::string file = (m_store.dir() / "p.reg").string();
   std::ofstream(file, std::ios::binary) << std::string(100000, 'x');
   ASSERT_TRUE(Config::exportProfile(L"P", OdString(wxString(file).wc_str()), true));
   EXPECT_EQ(ut::getProfileNameFromFile(file), L"P");
