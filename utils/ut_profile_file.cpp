@@ -10,12 +10,12 @@
 #include "ut_regstore_codec.h"
 
 #include <wx/arrstr.h>
-#include <wx/file.h>
 #include <wx/filename.h>
 #include <wx/log.h>
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -80,16 +80,6 @@ struct ProfileFile {
   ConfigNodePtr root = ConfigNode::createNode(OdString());  // the profile's content
   int skipped = 0;  // values no tree path can address
 };
-
-bool readFileBytes(const wxString& fileName, std::string& bytes) {
-  const wxLogNull quiet;
-  wxFile in;
-  if (!in.Open(fileName, wxFile::read)) return false;
-  const wxFileOffset length = in.Length();
-  if (length < 0) return false;
-  bytes.resize(static_cast<std::size_t>(length));
-  return in.Read(bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-}
 
 // Turns the operations of an export file into a profile. The first key must
 // be a profile's own key (...\Profiles\<name> below the company key), every
@@ -183,10 +173,9 @@ bool readProfileFile(const wxString& fileName, ProfileFile& out) {
     wxLogError(L"File not found: \"%ls\"", fileName.wc_str());
     return false;
   }
-  std::string bytes;
   ProfileReader reader(out);
-  if (!readFileBytes(fileName, bytes) || !regfile::parse(regfile::decodeFile(bytes), std::ref(reader)) ||
-      !reader.shaped()) {
+  const std::optional<std::wstring> text = regfile::loadFile(fileName);
+  if (!text || !regfile::parse(*text, std::ref(reader)) || !reader.shaped()) {
     wxLogError(L"File \"%ls\" is not a profile of the application", fileName.wc_str());
     return false;
   }
@@ -227,24 +216,18 @@ class ProfileFileStorage : public ConfigStorageBase {
     std::replace(keyName.begin(), keyName.end(), L'/', L'\\');
     regfile::Writer writer;
     writeKey(writer, keyName, *node, kDescriptionValue);
-    const std::string utf8 = writer.utf8();
-
     const bool existed = wxFileName::FileExists(m_fileName);
-    wxFile out;
-    {
-      const wxLogNull quiet;
-      out.Create(m_fileName, true);
+    switch (regfile::saveFile(m_fileName, writer)) {
+      case regfile::ESave::eSaved:
+        return true;
+      case regfile::ESave::eNotCreated:
+        wxLogError(existed ? L"Failed to open file %ls" : L"Failed to create file %ls", m_fileName.wc_str());
+        return false;
+      case regfile::ESave::eNotWritten:
+        break;
     }
-    if (!out.IsOpened()) {
-      wxLogError(existed ? L"Failed to open file %ls" : L"Failed to create file %ls", m_fileName.wc_str());
-      return false;
-    }
-    const wxLogNull quiet;
-    if (out.Write(utf8.data(), utf8.size()) != utf8.size() || !out.Close()) {
-      wxLogError(L"Failed to write to file %ls", m_fileName.wc_str());
-      return false;
-    }
-    return true;
+    wxLogError(L"Failed to write to file %ls", m_fileName.wc_str());
+    return false;
   }
 
   OdString rootPath() const override { return Config::profilesRoot(eCfgPathConfig); }

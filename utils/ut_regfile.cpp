@@ -3,6 +3,9 @@
 
 #include <ut/ut_registry.h>
 
+#include <wx/file.h>
+#include <wx/log.h>
+
 #include <cwchar>
 
 namespace ut {
@@ -643,6 +646,27 @@ std::string Writer::utf8() const {
     }
   }
   return out;
+}
+
+// --- Files -------------------------------------------------------------------
+
+std::optional<std::wstring> loadFile(const wxString& fileName) {
+  const wxLogNull quiet;
+  wxFile in;
+  if (!in.Open(fileName, wxFile::read)) return std::nullopt;
+  const wxFileOffset length = in.Length();
+  if (length < 0) return std::nullopt;
+  std::string bytes(static_cast<std::size_t>(length), '\0');
+  if (in.Read(bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) return std::nullopt;
+  return decodeFile(bytes);
+}
+
+ESave saveFile(const wxString& fileName, const Writer& writer) {
+  const std::string bytes = writer.utf8();
+  const wxLogNull quiet;
+  wxFile out;
+  if (!out.Create(fileName, true)) return ESave::eNotCreated;
+  return out.Write(bytes.data(), bytes.size()) == bytes.size() && out.Close() ? ESave::eSaved : ESave::eNotWritten;
 }
 
 }  // namespace ut::regfile

@@ -12,9 +12,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+class wxString;
 
 namespace ut::regfile {
 
@@ -89,5 +92,16 @@ class Writer {
 
   std::wstring m_text;
 };
+
+// --- Files -------------------------------------------------------------------
+
+// A whole export file read and decoded (see decodeFile); nullopt when it
+// cannot be opened or read. Logs nothing.
+std::optional<std::wstring> loadFile(const wxString& fileName);
+
+enum class ESave { eSaved, eNotCreated, eNotWritten };
+// Creates the file, or empties an existing one, and writes the writer's text
+// in UTF-8. Logs nothing: callers say what failed in their own words.
+ESave saveFile(const wxString& fileName, const Writer& writer);
 
 }  // namespace ut::regfile

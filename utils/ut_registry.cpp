@@ -2,7 +2,6 @@
 
 #include "ut_regfile.h"
 
-#include <wx/file.h>
 #include <wx/filefn.h>
 
 #include <cstdint>
@@ -433,22 +432,17 @@ bool Registry::exportKey(const OdString& key, const OdString& file, bool report)
     }
   }
 
-  const std::string bytes = writer.utf8();
-  wxFile out;
-  bool created = false;
-  {
-    const wxLogNull quiet;  // the file layer's own messages would duplicate ours
-    created = out.Create(fileName, true);
+  switch (regfile::saveFile(fileName, writer)) {
+    case regfile::ESave::eSaved:
+      return true;
+    case regfile::ESave::eNotCreated:
+      reporter.error(L"Failed to create file " + fileName);
+      return false;
+    case regfile::ESave::eNotWritten:
+      break;
   }
-  if (!created) {
-    reporter.error(L"Failed to create file " + fileName);
-    return false;
-  }
-  if (out.Write(bytes.data(), bytes.size()) != bytes.size() || !out.Close()) {
-    reporter.error(L"Failed to write to file " + fileName);
-    return false;
-  }
-  return true;
+  reporter.error(L"Failed to write to file " + fileName);
+  return false;
 }
 
 bool Registry::importKey(const OdString& file, bool report) {
@@ -458,23 +452,12 @@ bool Registry::importKey(const OdString& file, bool report) {
     reporter.error(L"File not found");
     return false;
   }
-  std::string bytes;
-  {
-    const wxLogNull quiet;
-    wxFile in;
-    bool ok = in.Open(fileName, wxFile::read);
-    const wxFileOffset length = ok ? in.Length() : -1;
-    ok = ok && length >= 0;
-    if (ok) {
-      bytes.resize(static_cast<std::size_t>(length));
-      ok = in.Read(bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-    }
-    if (!ok) {
-      reporter.error(L"Failed to read file " + fileName);
-      return false;
-    }
+  const std::optional<std::wstring> loaded = regfile::loadFile(fileName);
+  if (!loaded) {
+    reporter.error(L"Failed to read file " + fileName);
+    return false;
   }
-  const std::wstring text = regfile::decodeFile(bytes);
+  const std::wstring& text = *loaded;
 
   RegTransaction transaction;
   if (!transaction.isActive()) {

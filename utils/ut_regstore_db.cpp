@@ -185,6 +185,20 @@ class Statement {
   sqlite3_stmt* m_stmt;
 };
 
+// Adds one row of (folded, name, type, data), starting at column `first`, to
+// a key's cached values, in the order the rows come.
+template <typename Cache>
+void cacheValueRow(const Statement& q, int first, Cache& into) {
+  std::wstring folded = q.name(first);
+  typename decltype(into.values)::mapped_type value;
+  value.name = q.name(first + 1);
+  value.type = static_cast<unsigned>(q.integer(first + 2));
+  value.data = q.blob(first + 3);
+  value.present = true;
+  into.order.push_back(folded);
+  into.values.emplace(std::move(folded), std::move(value));
+}
+
 // Makes one multi-statement operation atomic: its own transaction when none is
 // open, else a savepoint inside the caller's transaction.
 class WriteScope {
@@ -853,15 +867,7 @@ void Store::prefetchChildren(KeyId parent, const std::wstring& parentFolded,
     while ((rc = q.step()) == SQLITE_ROW) {
       const KeyId child = q.integer(0);
       if (!filling.count(child)) continue;
-      KeyCache& cache = m_valueCache[child];
-      std::wstring folded = q.name(1);
-      CachedValue value;
-      value.name = q.name(2);
-      value.type = static_cast<unsigned>(q.integer(3));
-      value.data = q.blob(4);
-      value.present = true;
-      cache.order.push_back(folded);
-      cache.values.emplace(std::move(folded), std::move(value));
+      cacheValueRow(q, 1, m_valueCache[child]);
       ++added;
     }
     noteCached(added);
@@ -1121,16 +1127,7 @@ EStatus Store::loadKeyValues(KeyId id, KeyCache& into) {
   if (!q) return EStatus::eError;
   q.bind(1, id);
   int rc;
-  while ((rc = q.step()) == SQLITE_ROW) {
-    std::wstring folded = q.name(0);
-    CachedValue value;
-    value.name = q.name(1);
-    value.type = static_cast<unsigned>(q.integer(2));
-    value.data = q.blob(3);
-    value.present = true;
-    into.order.push_back(folded);
-    into.values.emplace(std::move(folded), std::move(value));
-  }
+  while ((rc = q.step()) == SQLITE_ROW) cacheValueRow(q, 0, into);
   if (rc != SQLITE_DONE) {
     into.values.clear();
     into.order.clear();
