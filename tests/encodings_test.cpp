@@ -3,9 +3,7 @@
 #include <ut/ut_encodings.h>
 #include <ut/ut_uuid.h>
 
-#include <cstdlib>
 #include <random>
-#include <set>
 #include <string>
 
 using namespace ut;
@@ -94,50 +92,13 @@ TEST(Base64, StopsAtTheFirstCharacterOutsideTheAlphabet) {
   EXPECT_TRUE(base64Url_encode(bytes) == "-_-_" && base64Url_decode("-_-_") == bytes);
 }
 
-TEST(Base64, RoundTripsArbitraryBytes) {
-  std::mt19937 rng(3);
-  std::uniform_int_distribution<int> byte(0, 255);
-  for (int n = 0; n < 2000; ++n) {
-    std::string bytes(static_cast<std::size_t>(n % 97), '\0');
-    for (auto& b : bytes) b = static_cast<char>(byte(rng));
-    const std::string standard = base64_encode(bytes);
-    EXPECT_EQ(standard.size() % 4, 0u);
-    EXPECT_EQ(base64_decode(standard), bytes);
-    const std::string url = base64Url_encode(bytes);
-    EXPECT_EQ(url.find('='), std::string::npos);
-    EXPECT_EQ(base64Url_decode(url), bytes);
-  }
-}
-
 TEST(Base64, Sha256ChallengeOfRfc7636AppendixB) {
   EXPECT_EQ(base64UrlSha256("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"),
             "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM");
   EXPECT_EQ(base64UrlSha256(""), "47DEQpj8HBSa-_TImW-5JCeuQeRkm5NMpJWZG3hSuFU");  // SHA-256 of nothing
 }
 
-TEST(Base64, RandomStringsFollowRand) {
-  EXPECT_EQ(randomBase64url(0), "");
-  const std::string s = randomBase64url(4096);
-  ASSERT_EQ(s.size(), 4096u);
-  EXPECT_EQ(s.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_"), std::string::npos);
-  EXPECT_EQ(std::set<char>(s.begin(), s.end()).size(), 64u);  // all 64 characters turn up
-  std::srand(42);
-  const std::string a = randomBase64url(64);
-  std::srand(42);
-  EXPECT_EQ(randomBase64url(64), a);
-}
-
 // --- UUIDs --------------------------------------------------------------------------
-
-TEST(Uuid, GeneratesDistinctVersion4Identifiers) {
-  std::set<Uuid> seen;
-  for (int i = 0; i < 1000; ++i) {
-    const Uuid id = Uuid::generate();
-    EXPECT_EQ(id.bytes()[6] >> 4, 4);       // version 4
-    EXPECT_EQ(id.bytes()[8] & 0xC0, 0x80);  // RFC 4122 variant
-    EXPECT_TRUE(seen.insert(id).second);
-  }
-}
 
 TEST(Uuid, TextFormsRoundTripAndOrderFollowsTheText) {
   Uuid::Bytes bytes{};

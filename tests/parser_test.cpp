@@ -70,17 +70,6 @@ TEST(CStringParser, DocumentedPairsAndEdgeCases) {
   EXPECT_EQ(parser.attribute(L"missing"), OdString());
 }
 
-TEST(CStringParser, ReparseAndInitForgetEarlierResults) {
-  CStringParser parser;
-  EXPECT_TRUE(parser.parse(L"a={1} old"));
-  EXPECT_TRUE(parser.parse(L"b={2} new"));
-  EXPECT_EQ(parser.attribute(L"a"), OdString());
-  EXPECT_EQ(parser.message(), OdString(L"new"));
-  parser.init();
-  EXPECT_TRUE(parser.attributes().empty());
-  EXPECT_EQ(parser.message(), OdString());
-}
-
 TEST(CStringParser, ArbitraryInputNeverLosesText) {
   // Whatever the input, the message is a suffix of it and every attribute's
   // "key={value}" appears in the part before the message.

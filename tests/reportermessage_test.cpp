@@ -5,7 +5,6 @@
 #include "DbObject.h"
 
 #include <initializer_list>
-#include <memory>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -79,48 +78,6 @@ TEST(ReporterMessageTest, IdentityIsTheAddressAndUnregisteredIdentifiersGetTheDe
       EXPECT_TRUE(m->message().empty());
     }
   }
-}
-
-TEST(ReporterMessageRegistryTest, SecondRegistrationReplacesNarrowTextWidensAndUnregisterForgets) {
-  ReporterMessageRegistry& registry = ReporterMessageRegistry::instance();
-  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityWarning, IReporterMessage::eHighlightShort,
-                           std::wstring(L"first"));
-  // "Größe" in Latin-1: each byte becomes one character.
-  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityError, IReporterMessage::eHighlightLong,
-                           std::string("Gr\xf6\xdf" "e"));
-  EXPECT_EQ(registry.severity(kLayerMissing), IReporterMessage::eSeverityError);
-  EXPECT_EQ(registry.highlightDuration(kLayerMissing), IReporterMessage::eHighlightLong);
-  EXPECT_EQ(registry.message(kLayerMissing), L"Gr\u00f6\u00dfe");
-  // UTF-8 bytes are not decoded either.
-  registry.registerMessage(kLayerMissing, IReporterMessage::eSeverityWarning, IReporterMessage::eHighlightShort,
-                           std::string("\xc3\xb6"));
-  EXPECT_EQ(registry.message(kLayerMissing), L"\u00c3\u00b6");
-  registry.unregisterMessage(kLayerMissing);
-  registry.unregisterMessage(kLayerMissing);  // twice is harmless
-  EXPECT_EQ(registry.severity(kLayerMissing), IReporterMessage::eSeverityMessage);
-  EXPECT_EQ(registry.message(kLayerMissing), L"");
-}
-
-TEST(ReporterMessageTest, CloneIsADeepCopyOfTheSameKind) {
-  ReporterMessage plain(kUnknown);
-  ReporterMessageFSP fsp(kUnknown);
-  ReporterMessageObjectId ids(kUnknown);
-  ReporterMessageCustomCallback callback(kUnknown);
-  fsp.setFileName(L"f.dwg");
-  ids.addObjectId(newObjectId());
-  callback.setCallbackName(L"cb");
-  for (IReporterMessage* m : std::initializer_list<IReporterMessage*>{&plain, &fsp, &ids, &callback}) {
-    m->setAdditionalInfo(L"info");
-    const std::shared_ptr<IReporterMessage> clone = m->clone();
-    EXPECT_EQ(typeid(*clone), typeid(*m));
-    EXPECT_TRUE(*clone == *m);
-    clone->setAdditionalInfo(L"changed");
-    EXPECT_EQ(m->additionalInfo(), L"info");
-  }
-  const auto idsClone = std::dynamic_pointer_cast<ReporterMessageObjectId>(ids.clone());
-  idsClone->addObjectId(newObjectId());
-  EXPECT_EQ(ids.objectIdArray().size(), 1u);
-  EXPECT_FALSE(*idsClone == ids);
 }
 
 // --- ordering -----------------------------------------------------------------------------

@@ -159,29 +159,6 @@ TEST(RawBuffers, FindSubstringNoCase) {
   EXPECT_EQ(findSubstringNoCase(mixed, L"stra\u00dfe.dwg"), mixed + 19);
 }
 
-TEST(RawBuffers, PaddingStaysInsideTheBuffer) {
-  Buffer left(L"42", 6);
-  padAtLeftSide(left.get(), 6);
-  EXPECT_EQ(left.str(), L"    42");
-  Buffer exact(L"abc", 3);
-  padAtLeftSide(exact.get(), 3);
-  EXPECT_EQ(exact.str(), L"abc");
-  EXPECT_EQ(exact.data[4], L'#');
-  Buffer empty(L"", 2);
-  padAtLeftSide(empty.get(), -3);
-  EXPECT_EQ(empty.str(), L"");
-  padAtLeftSide(nullptr, 5);
-
-  Buffer right(L"ab", 5);
-  padAtRightSide(right.get(), 5);
-  EXPECT_EQ(right.str(), L"ab   ");
-  Buffer longer(L"abcdef", 8);
-  padAtRightSide(longer.get(), 3);
-  EXPECT_EQ(longer.str(), L"abcdef");
-  EXPECT_EQ(longer.data[7], L'#');  // nothing written past the text
-  padAtRightSide(nullptr, 4);
-}
-
 TEST(RawBuffers, TrimQuotes) {
   Buffer b(L"\"quoted\"");
   EXPECT_EQ(trimQuotes(b.get()), b.get() + 1);
@@ -194,26 +171,6 @@ TEST(RawBuffers, TrimQuotes) {
     EXPECT_EQ(u.str(), unchanged);
   }
   EXPECT_EQ(trimQuotes(static_cast<wchar_t*>(nullptr)), nullptr);
-}
-
-TEST(RawBuffers, TruncateWithDots) {
-  struct Case {
-    const wchar_t* text;
-    int maxLength;
-    const wchar_t* mode;
-    const wchar_t* expected;  // null: unchanged
-  };
-  const Case cases[] = {
-      {L"abcdefghij", 7, L"b", L"...ghij"}, {L"abcdefghij", 7, L"e", L"abcd..."}, {L"abcdefghij", 4, L"End", L"a..."},
-      {L"abcdefghij", 3, L"b", nullptr},    {L"abcdefg", 7, L"e", nullptr},
-      {L"abcdefghij", 5, L"middle", nullptr},
-      {L"abcdefghij", 5, nullptr, nullptr}};
-  for (const Case& c : cases) {
-    Buffer b(c.text);
-    truncateWithDots(b.get(), c.maxLength, c.mode);
-    EXPECT_EQ(b.str(), c.expected ? c.expected : c.text) << c.text << " " << c.maxLength;
-  }
-  truncateWithDots(nullptr, 5, L"b");
 }
 
 // --- OdString operations -------------------------------------------------------------

@@ -187,19 +187,4 @@ TEST(OutputDebugStringTest, TabsBecomeSpacesAndLineFeedsGetCarriageReturns) {
   for (std::size_t i = 2; i < pieces.size(); ++i) EXPECT_EQ(pieces[i], L"");
 }
 
-TEST(LogStampTest, BannerHoldsLocalDateTimeAndVersionInOneSharedBuffer) {
-  const wxString before = wxDateTime::Now().Format("%d-%m-%Y %H:%M:%S");
-  const std::string stamp = ut::getLogStamp();
-  const wxString after = wxDateTime::Now().Format("%d-%m-%Y %H:%M:%S");
-  std::smatch match;
-  ASSERT_TRUE(std::regex_match(stamp, match,
-                               std::regex("\n--------------- (.{19}) --------------- v\\d+\\.\\d+\\.\\d+ "
-                                          "---------------")))
-      << stamp;
-  EXPECT_TRUE(match[1].str() == before.utf8_string() || match[1].str() == after.utf8_string()) << stamp;
-  // One shared buffer: the next call overwrites the text the first returned.
-  const char* first = ut::getLogStamp();
-  EXPECT_EQ(first, ut::getLogStamp());
-}
-
 }  // namespace

@@ -115,20 +115,6 @@ class TracerTest : public ::testing::Test {
 
 // --- opening, levels and areas ---------------------------------------------------------
 
-TEST_F(TracerTest, UnsetLevelLeavesTracingOffButRemembersTheName) {
-  const ScopedEnv level("TDM_LOG_LEVEL", nullptr);
-  ASSERT_TRUE(ut::test::writeFileBytes(m_dir / "t.txt", "old content that must go\n"));
-  m_tracer.setStreamName(file("t.txt").c_str());
-  EXPECT_EQ(m_tracer.traceLevel(), -1);
-  EXPECT_FALSE(m_tracer.isOpen());
-  EXPECT_EQ(contents("t.txt"), "old content that must go\n");
-  // The remembered name is what a later level opens, emptied.
-  m_tracer.setTraceLevel(2);
-  EXPECT_TRUE(m_tracer.isOpen());
-  m_tracer.str(2) << "late" << std::endl;
-  EXPECT_EQ(closeAndRead(), "2> late\n");
-}
-
 TEST_F(TracerTest, LevelAndAreaFromTheEnvironment) {
   // The level is read as atoi reads it; out-of-range values saturate.
   const std::pair<const char*, int> levels[] = {
@@ -186,14 +172,6 @@ TEST_F(TracerTest, SetTraceLevelOnOpenFileSilencesIt) {
   open(2);
   m_tracer.str(2) << "clean" << std::endl;
   EXPECT_EQ(closeAndRead(), "2> clean\n");
-}
-
-TEST_F(TracerTest, StandardOutputWhileNoFileIsOpen) {
-  m_tracer.setStreamName((m_dir / "missing" / "t.txt").c_str(), 2, 0);  // cannot be opened: not reported
-  EXPECT_FALSE(m_tracer.isOpen());
-  ::testing::internal::CaptureStdout();
-  m_tracer.str(2) << "to the console" << std::endl;
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "2> to the console\n");
 }
 
 // --- line format and operators ------------------------------------------------------------
@@ -341,29 +319,6 @@ TEST_F(TracerTest, LockedWritersNeverInterleaveLines) {
   }
   EXPECT_EQ(lock.m_locks.load(), kThreads * kLines);
   EXPECT_EQ(lock.m_unlocks.load(), kThreads * kLines);
-}
-
-TEST_F(TracerTest, ActiveIndentersHoldTheRegisteredLock) {
-  MutexLock lock;
-  ut::SafeTracerAccessor::setLocker(&lock);
-  open(2, 1);
-  {
-    const ut::TraceIndenter tooDetailed(3, "x", 1);  // level fails: no lock either way
-  }
-  EXPECT_EQ(lock.m_locks.load(), 0);
-  {
-    const ut::TraceIndenter active(2, "y", 1);
-    EXPECT_EQ(lock.m_locks.load(), 1);
-    EXPECT_FALSE(lock.m_held.load());  // only while writing its line
-  }
-  EXPECT_EQ(lock.m_locks.load(), 2);
-  {
-    const ut::TraceIndenter otherArea(2, "z", 2);  // area fails: the destructor still takes the lock
-    EXPECT_EQ(lock.m_locks.load(), 2);
-  }
-  EXPECT_EQ(lock.m_locks.load(), 3);
-  EXPECT_EQ(lock.m_unlocks.load(), 3);
-  EXPECT_EQ(closeAndRead(), "2> Call y()\n2> Done y()\n");
 }
 
 }  // namespace

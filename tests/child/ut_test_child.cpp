@@ -30,9 +30,7 @@ int usage() {
                "  get KEY NAME                   prints the string value (exit 1 when missing)\n"
                "  deletekey KEY                  deletes the key with its subtree\n"
                "  hold KEY COUNT                 writes COUNT values in a transaction, prints \"ready\"\n"
-               "                                 and waits to be killed before committing\n"
-               "  loop KEY BATCH                 endless transactions of BATCH values b<round>-<j>,\n"
-               "                                 printing \"committed <round>\" after each\n");
+               "                                 and waits to be killed before committing\n");
   return 2;
 }
 
@@ -99,20 +97,6 @@ int run(const std::vector<std::string>& args) {
     }
     say("ready");
     waitToBeKilled();
-  }
-  if (cmd == "loop" && args.size() == 3) {
-    long batch = 0;
-    if (!toInt(args[2].c_str(), batch)) return usage();
-    ut::RegKey k = key(1);
-    if (!k.create()) return fail();
-    for (long round = 0;; ++round) {
-      ut::RegTransaction tx;
-      for (long j = 0; j < batch; ++j) {
-        if (!k.setValue(wxString::Format("b%ld-%ld", round, j), round)) return fail();
-      }
-      if (!tx.commit()) return fail();
-      say(("committed " + std::to_string(round)).c_str());
-    }
   }
   return usage();
 }

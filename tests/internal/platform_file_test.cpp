@@ -119,68 +119,6 @@ TEST(PlatformExclusiveFile, LockIsSeenAcrossProcesses) {
   EXPECT_EQ(after.size(), 0);
 }
 
-TEST(PlatformExclusiveFile, CloseAndMoveTransferOrReleaseTheLock) {
-  ut::test::TempDir dir;
-  const auto file = dir / "f.bin";
-  ExclusiveFile first = openFile(file, EDisposition::eCreateNew);
-  ASSERT_TRUE(first.isOpen());
-  ExclusiveFile assigned;
-  assigned = std::move(first);
-  EXPECT_FALSE(first.isOpen());  // NOLINT(bugprone-use-after-move): a moved-from file is closed
-  EXPECT_EQ(assigned.path(), wide(file));
-  EXPECT_FALSE(openFile(file, EDisposition::eOpenExisting).isOpen());  // the lock went with the move
-
-  EXPECT_TRUE(assigned.close());
-  EXPECT_TRUE(assigned.close());  // closing twice is harmless
-  EXPECT_FALSE(assigned.write("x") || assigned.sync());
-  EXPECT_EQ(assigned.size(), -1);
-
-  ExclusiveFile again = openFile(file, EDisposition::eOpenExisting);
-  EXPECT_TRUE(again.isOpen());
-  again = ExclusiveFile();  // assigning over an open file releases its lock
-  EXPECT_TRUE(openFile(file, EDisposition::eOpenExisting).isOpen());
-}
-
-TEST(PlatformExclusiveFile, DispositionsOnExistingAndMissingFiles) {
-  struct Case {
-    EDisposition disposition;
-    bool exists;
-    EFileError error;
-    std::int64_t size;  // -1: not opened
-  };
-  const Case cases[] = {  // {}: no error
-      {EDisposition::eCreateNew, true, EFileError::eAlreadyExists, -1},
-      {EDisposition::eOpenExisting, false, EFileError::eNotFound, -1},
-      {EDisposition::eTruncateExisting, false, EFileError::eNotFound, -1},
-      {EDisposition::eCreateNew, false, {}, 0},    {EDisposition::eCreateAlways, true, {}, 0},
-      {EDisposition::eCreateAlways, false, {}, 0}, {EDisposition::eOpenExisting, true, {}, 7},
-      {EDisposition::eOpenAlways, true, {}, 7},    {EDisposition::eOpenAlways, false, {}, 0},
-      {EDisposition::eTruncateExisting, true, {}, 0}};
-  ut::test::TempDir dir;
-  const auto file = dir / "f.txt";
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(static_cast<int>(c.disposition)) + (c.exists ? " existing" : " missing"));
-    std::filesystem::remove(file);
-    ASSERT_TRUE(!c.exists || writeFileBytes(file, "content"));
-    ExclusiveFile f = openFile(file, c.disposition);
-    EXPECT_EQ(f.error(), c.error);
-    EXPECT_EQ(f.isOpen() ? f.size() : -1, c.size);
-    f.close();
-    if (c.size < 0) {  // a refused open neither creates nor changes the file
-      EXPECT_EQ(std::filesystem::exists(file), c.exists);
-      EXPECT_EQ(readFileBytes(file), c.exists ? "content" : "");
-    }
-  }
-  // Writing starts at the beginning, over the old bytes.
-  ASSERT_TRUE(writeFileBytes(file, "content"));
-  {
-    ExclusiveFile f = openFile(file, EDisposition::eOpenExisting);
-    ASSERT_TRUE(f.write("C"));
-    EXPECT_TRUE(f.sync());
-  }
-  EXPECT_EQ(readFileBytes(file), "Content");
-}
-
 TEST(PlatformExclusiveFile, BadTargetsGiveTheRightError) {
   ut::test::TempDir dir;
   EXPECT_EQ(ExclusiveFile::open(L"", EDisposition::eOpenAlways).error(), EFileError::eInvalidPath);

@@ -1,11 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <filesystem>
-#include <mutex>
-#include <thread>
 #include <vector>
 
 #include "test_support.h"
@@ -22,31 +17,6 @@ MountEntry mount(std::string point, std::string type) {
   entry.mountPoint = std::move(point);
   entry.fsType = std::move(type);
   return entry;
-}
-
-// A prober that blocks until released; counts how often it was started.
-struct Gate {
-  std::mutex mutex;
-  std::condition_variable released;
-  bool open = false;
-  std::atomic<int> started{0};
-
-  void release() {
-    {
-      const std::lock_guard lock(mutex);
-      open = true;
-    }
-    released.notify_all();
-  }
-};
-
-up::SystemFileSystemInfo::Prober blockingProber(const std::shared_ptr<Gate>& gate) {
-  return [gate](const std::string&) {
-    ++gate->started;
-    std::unique_lock lock(gate->mutex);
-    gate->released.wait(lock, [&] { return gate->open; });
-    return up::RootProbe{};
-  };
 }
 
 // Answers one drive type for every root; the rest is fixed.
@@ -136,31 +106,6 @@ TEST(PlatformMountOfPath, LongestMountFollowingLinksAndStoppingAtNetwork) {
 }
 
 // --- the real implementation ----------------------------------------------------------------
-
-TEST(PlatformSystemFileSystemInfo, HungProbeTimesOutAndIsShared) {
-  auto gate = std::make_shared<Gate>();
-  auto info = std::make_unique<up::SystemFileSystemInfo>(std::chrono::milliseconds(100), blockingProber(gate));
-  const auto start = std::chrono::steady_clock::now();
-  std::vector<std::thread> callers;
-  std::atomic<int> unknown{0};
-  for (int i = 0; i < 3; ++i) {
-    callers.emplace_back([&] {
-      if (info->driveType(L"/") == EDriveType::eUnknown) ++unknown;
-    });
-  }
-  for (auto& caller : callers) caller.join();
-  EXPECT_EQ(unknown.load(), 3);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-  EXPECT_FALSE(info->isRootReachable(L"/"));
-  EXPECT_EQ(gate->started.load(), 1);  // every caller waited on the one probe still stuck
-
-  // Destroying the object while the probe hangs is safe; the worker finishes later.
-  info.reset();
-  gate->release();
-  auto fresh = std::make_unique<up::SystemFileSystemInfo>(std::chrono::milliseconds(2000), blockingProber(gate));
-  EXPECT_NE(fresh->driveType(L"/"), EDriveType::eUnknown);
-  EXPECT_EQ(gate->started.load(), 2);
-}
 
 TEST(PlatformFileSystemInfo, ReplaceableAndRestorable) {
   const auto real = up::fileSystemInfo();

@@ -7,7 +7,6 @@
 
 #include <sqlite3.h>
 
-#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -147,25 +146,6 @@ TEST(RegStoreProcesses, ConcurrentWritersLoseNothing) {
   EXPECT_EQ(integrityCheck(store.file()), "ok");
 }
 
-TEST(RegStoreProcesses, FirstUseByManyProcessesAtOnce) {
-  test::TempDir dir;
-  const auto file = dir / "fresh" / "registry.db";
-  const auto go = dir / "go";
-  std::vector<std::unique_ptr<ChildProcess>> children;
-  for (int w = 0; w < 4; ++w) {
-    children.push_back(std::make_unique<ChildProcess>(
-        UT_TEST_CHILD,
-        Args{"--store", file.string(), "--go", go.string(), "write", "Software\\Init", "20", "p" + std::to_string(w) + "-"}));
-  }
-  ASSERT_TRUE(test::writeFileBytes(go, "go"));
-  for (auto& child : children) EXPECT_EQ(child->wait(std::chrono::seconds(120)), 0);
-  const wxString before = RegStore::file();
-  ASSERT_TRUE(RegStore::setFile(wxString(file.string()))) << RegStore::lastError();
-  RegKey key(eCurrentUser, "Software\\Init");
-  EXPECT_TRUE(key.open(eRead) && key.valueCount() == 80 && RegStore::schemaVersion() == 1);
-  RegStore::setFile(before == RegStore::defaultFile() ? wxString() : before);
-}
-
 TEST(RegStoreProcesses, WriteSurvivesKillOnceReturned) {
   test::TempStore store;
   ChildProcess child(UT_TEST_CHILD, childArgs(store, {"write", "Software\\TVCAD\\Durable", "300", "d", "hang"}));
@@ -201,48 +181,6 @@ TEST(RegStoreProcesses, KillInsideTransactionLeavesNothing) {
   RegStore::close();
   EXPECT_TRUE(RegStore::open()) << RegStore::lastError();
   EXPECT_EQ(integrityCheck(store.file()), "ok");
-}
-
-TEST(RegStoreProcesses, KilledWhileLoopingLeavesWholeBatches) {
-  constexpr int kBatch = 40;
-  for (int attempt = 0; attempt < 3; ++attempt) {
-    SCOPED_TRACE(attempt);
-    test::TempStore store;
-    ChildProcess child(UT_TEST_CHILD, childArgs(store, {"loop", "Software\\TVCAD\\Loop", std::to_string(kBatch)}));
-    long lastReported = -1;
-    // Let it commit a few batches, then kill it at a moment that varies.
-    while (lastReported < 3 + attempt * 4) {
-      const auto line = child.readLine();
-      ASSERT_TRUE(line.has_value());
-      ASSERT_EQ(line->rfind("committed ", 0), 0u) << *line;
-      lastReported = std::stol(line->substr(10));
-    }
-    std::this_thread::sleep_for(std::chrono::microseconds(1500 * attempt + 300));
-    child.kill();
-    EXPECT_EQ(child.wait(), 128 + 9);
-    // What it printed before it died is still in the pipe.
-    while (const auto line = child.readLine(std::chrono::milliseconds(200))) lastReported = std::stol(line->substr(10));
-
-    RegStore::close();
-    EXPECT_EQ(integrityCheck(store.file()), "ok");
-    RegKey key(eCurrentUser, "Software\\TVCAD\\Loop");
-    ASSERT_TRUE(key.open(eRead)) << RegStore::lastError();
-    std::vector<wxString> names;
-    ASSERT_TRUE(key.getValueNames(names));
-    std::map<long, int> perRound;
-    for (const auto& name : names) {
-      long round = -1;
-      ASSERT_TRUE(name.Mid(1).BeforeFirst('-').ToLong(&round)) << name;
-      ++perRound[round];
-    }
-    for (const auto& [round, count] : perRound) EXPECT_EQ(count, kBatch) << "round " << round << " is partial";
-    // Every reported commit is there, and at most one more (committed but
-    // killed before it could say so).
-    ASSERT_FALSE(perRound.empty());
-    const long last = perRound.rbegin()->first;
-    EXPECT_TRUE(last == lastReported || last == lastReported + 1) << last << " after " << lastReported;
-    EXPECT_EQ(static_cast<long>(perRound.size()), last + 1) << "no round is missing";
-  }
 }
 
 TEST(RegStoreProcesses, LockHeldElsewhereFailsCleanly) {

@@ -48,12 +48,6 @@ class DbObjects : public ::testing::Test {
 
 }  // namespace
 
-TEST(OdDbHandle, UnsignedOrder) {
-  EXPECT_LT(OdDbHandle(2), OdDbHandle(10));
-  EXPECT_LT(OdDbHandle(0x7FFFFFFFFFFFFFFF), OdDbHandle(0x8000000000000000));
-  EXPECT_TRUE(OdDbHandle().isNull());
-}
-
 TEST_F(DbObjects, AddOpenAndKeepAlive) {
   const int before = g_blocksDestroyed;
   const OdDbObjectId first = addBlock(1);
@@ -74,55 +68,6 @@ TEST_F(DbObjects, AddOpenAndKeepAlive) {
   EXPECT_EQ(OdDbObjectStore::add(opened), second);
   EXPECT_TRUE(OdDbObjectStore::add(OdDbObjectPtr()).isNull());
   EXPECT_TRUE(OdDbObject::createObject()->objectId().isNull());
-}
-
-TEST_F(DbObjects, ErasedObjectsOpenOnlyOnRequest) {
-  const int before = g_blocksDestroyed;
-  const OdDbObjectId id = addBlock(3);
-  const OdDbObjectPtr held = id.openObject();
-  EXPECT_TRUE(OdDbObjectStore::erase(id));
-  EXPECT_FALSE(OdDbObjectStore::erase(id));  // only once
-  EXPECT_TRUE(id.isErased());
-  EXPECT_FALSE(id.isValid());
-  EXPECT_TRUE(held->isErased());
-  EXPECT_TRUE(id.openObject().isNull());
-  EXPECT_EQ(id.openObject(OdDb::kForRead, true), held);
-  EXPECT_EQ(safeOpenError(id), eWasErased);
-  EXPECT_EQ(id.safeOpenObject(OdDb::kForRead, true), held);
-  EXPECT_EQ(g_blocksDestroyed, before);  // the store still keeps it
-}
-
-TEST_F(DbObjects, NullIdentifier) {
-  const OdDbObjectId id;
-  EXPECT_EQ(id, OdDbObjectId::kNull);
-  EXPECT_FALSE(id.isValid() || id.isErased());
-  EXPECT_TRUE(id.handle().isNull());
-  EXPECT_TRUE(id.openObject(OdDb::kForRead, true).isNull());
-  EXPECT_FALSE(OdDbObjectStore::erase(id));
-  EXPECT_EQ(safeOpenError(id), eNullObjectId);
-  EXPECT_LT(id, addBlock(0));
-}
-
-TEST(OdDbFullSubentPath, EqualityAndOrdering) {
-  const OdDbObjectId a = addBlock(0);
-  const OdDbObjectId b = addBlock(0);
-  const auto edge1 = pathOf({a, b}, OdDb::kEdgeSubentType, 1);
-  EXPECT_EQ(edge1, pathOf({a, b}, OdDb::kEdgeSubentType, 1));
-  EXPECT_NE(edge1, pathOf({a, b}, OdDb::kEdgeSubentType, 2));
-  EXPECT_NE(edge1, pathOf({a, b}, OdDb::kFaceSubentType, 1));
-  EXPECT_NE(edge1, pathOf({b, a}, OdDb::kEdgeSubentType, 1));
-  // Identifiers first, element by element, a prefix before its extension.
-  EXPECT_LT(pathOf({a, b}, OdDb::kVertexSubentType, 9), pathOf({b}, OdDb::kNullSubentType, 0));
-  EXPECT_LT(pathOf({a}, OdDb::kVertexSubentType, 9), pathOf({a, b}, OdDb::kNullSubentType, 0));
-  // Then the subentity: type before index.
-  EXPECT_LT(pathOf({a}, OdDb::kFaceSubentType, 5), pathOf({a}, OdDb::kEdgeSubentType, 1));
-  EXPECT_LT(pathOf({a}, OdDb::kEdgeSubentType, 1), pathOf({a}, OdDb::kEdgeSubentType, 2));
-  EXPECT_FALSE(edge1 < edge1);
-  OdDbFullSubentPath single(a, OdDbSubentId(OdDb::kFaceSubentType, 4));
-  single.objectIds().append(b);
-  single.subentId().setType(OdDb::kEdgeSubentType);
-  EXPECT_EQ(single, pathOf({a, b}, OdDb::kEdgeSubentType, 4));
-  EXPECT_EQ(OdDbFullSubentPath(), pathOf({}, OdDb::kNullSubentType, 0));
 }
 
 TEST(OdError, CodeMessageAndWhat) {

@@ -95,18 +95,6 @@ TEST(OdStringWx, ConversionsBothWays) {
   EXPECT_TRUE(OdString(wxString()).isEmpty());
 }
 
-TEST(OdStringCompare, CodeUnitOrder) {
-  EXPECT_LT(OdString(L"Z"), OdString(L"a"));  // upper case sorts before lower case
-  EXPECT_LT(OdString(L"z"), OdString(L"\u00E9"));
-  EXPECT_LT(OdString(L"\uFFFF"), OdString(kGrinning));  // code points, not UTF-16 units
-  EXPECT_LT(OdString(L"ab"), OdString(L"abc"));
-  EXPECT_GT(OdString(L"abc").compare(L"ab"), 0);
-  EXPECT_EQ(OdString(), static_cast<const wchar_t*>(nullptr));
-  EXPECT_GT(OdString(L"x").compare(static_cast<const wchar_t*>(nullptr)), 0);
-  EXPECT_TRUE(L"x" == OdString(L"x"));
-  EXPECT_TRUE(L"w" < OdString(L"x"));
-}
-
 TEST(OdStringCompare, CaseInsensitiveOverUnicodeWithSimpleFolding) {
   struct Case {
     OdString a;
@@ -127,78 +115,6 @@ TEST(OdStringCompare, CaseInsensitiveOverUnicodeWithSimpleFolding) {
   }
   EXPECT_EQ(OdString().iCompare(static_cast<const wchar_t*>(nullptr)), 0);
   EXPECT_NE(units({-5}).iCompare(L"a"), 0);  // units outside Unicode compare as they are
-}
-
-TEST(OdStringFind, CharactersSubstringsAndStartPositions) {
-  const OdString s(L"abcabc");
-  // An empty needle is found where the search starts, up to the end.
-  const std::pair<int, int> cases[] = {
-      {s.find(L'b'), 1},        {s.find(L'b', 2), 4},      {s.find(L'b', 5), -1},       {s.find(L'a', -7), 0},
-      {s.find(L'a', 6), -1},    {s.find(L'a', INT_MAX), -1}, {s.reverseFind(L'a'), 3},  {s.reverseFind(L'z'), -1},
-      {OdString().reverseFind(L'a'), -1}, {s.find(L"bc", 2), 4}, {s.find(L"abcabcd"), -1}, {s.find(L"c", -3), 2},
-      {s.find(L"", 6), 6},      {s.find(L"", 7), -1},      {s.find(static_cast<const wchar_t*>(nullptr), 2), 2}};
-  for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
-}
-
-TEST(OdStringExtract, ArgumentsAreClamped) {
-  const OdString s(L"hello");
-  // mid(-2, 3): the count is not shortened by a negative start.
-  const std::pair<OdString, const wchar_t*> cases[] = {
-      {s.left(2), L"he"},      {s.left(-1), L""},         {s.left(INT_MAX), L"hello"}, {s.right(3), L"llo"},
-      {s.right(99), L"hello"}, {s.right(INT_MIN), L""},   {s.mid(-3), L"hello"},       {s.mid(5), L""},
-      {s.mid(99), L""},        {s.mid(1, 3), L"ell"},     {s.mid(3, 99), L"lo"},       {s.mid(1, -1), L""},
-      {s.mid(-2, 3), L"hel"},  {s.mid(INT_MAX, INT_MAX), L""}, {s.mid(2, INT_MAX), L"llo"}};
-  for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
-}
-
-TEST(OdStringEdit, ReplaceCountsNonOverlappingMatches) {
-  OdString s(L"aaa");
-  EXPECT_EQ(s.replace(L"aa", L"aaa"), 1);  // the replacement is not scanned again
-  EXPECT_EQ(s, L"aaaa");
-  EXPECT_EQ(s.replace(L"aa", L"b"), 2);
-  EXPECT_EQ(s, L"bb");
-  OdString none(L"abc");
-  EXPECT_EQ(none.replace(L"", L"x"), 0);
-  EXPECT_EQ(none.replace(nullptr, L"x"), 0);
-  EXPECT_EQ(none.replace(L"zz", L"x"), 0);
-  EXPECT_EQ(none.replace(L"b", nullptr), 1);
-  EXPECT_EQ(none, L"ac");
-  OdString self(L"xy");  // arguments pointing into the string itself
-  EXPECT_EQ(self.replace(L"x", self.c_str()), 1);
-  EXPECT_EQ(self, L"xyy");
-  OdString path(L"a/b/c");
-  EXPECT_EQ(path.replace(L'/', L'\\'), 2);
-  EXPECT_EQ(path.remove(L'\\'), 2);
-  EXPECT_EQ(path, L"abc");
-  // Concatenation with itself, with characters and with null.
-  path += path;
-  EXPECT_EQ(L'<' + path + L">" + static_cast<const wchar_t*>(nullptr), L"<abcabc>");
-}
-
-TEST(OdStringEdit, InsertAndDeleteClampPositions) {
-  OdString s(L"bd");
-  EXPECT_EQ(s.insert(1, L'c'), 3);
-  EXPECT_EQ(s.insert(-5, L'a'), 4);
-  EXPECT_EQ(s.insert(99, L"ef"), 6);
-  EXPECT_EQ(s, L"abcdef");
-  OdString d(L"abcdef");
-  EXPECT_EQ(d.deleteChars(1), 5);
-  EXPECT_EQ(d.deleteChars(3, 99), 3);
-  EXPECT_EQ(d, L"acd");
-  EXPECT_EQ(d.deleteChars(5, 1), 3);
-  EXPECT_EQ(d.deleteChars(0, INT_MAX), 0);
-}
-
-TEST(OdStringEdit, Trimming) {
-  OdString s(L" \t\n\u3000 text \u00A0\r\n");
-  EXPECT_EQ(s.trimLeft(), L"text \u00A0\r\n");
-  EXPECT_EQ(s.trimRight(), L"text");
-  OdString zeros(L"0012.500");
-  EXPECT_EQ(zeros.trimLeft(L'0').trimRight(L'0'), L"12.5");
-  OdString quoted(L"\"'x'\"");
-  EXPECT_EQ(quoted.trimLeft(L"'\"").trimRight(L"\"'"), L"x");
-  OdString untouched(L"  x  ");
-  EXPECT_EQ(untouched.trimLeft(static_cast<const wchar_t*>(nullptr)).trimRight(L""), L"  x  ");
 }
 
 TEST(OdStringFormat, PrintfSemanticsWithWideStrings) {
