@@ -61,23 +61,20 @@ int selfRemoving(const char*, const char*, const char*, int) {
   return 0;
 }
 
-// A lock that counts and knows whether it is held.
+// A lock that counts its uses.
 class MutexLock : public ut::SafeTracerAccessorLock {
  public:
   void lock() override {
     m_mutex.lock();
     ++m_locks;
-    m_held = true;
   }
   void unlock() override {
-    m_held = false;
     ++m_unlocks;
     m_mutex.unlock();
   }
   std::mutex m_mutex;
   std::atomic<int> m_locks{0};
   std::atomic<int> m_unlocks{0};
-  std::atomic<bool> m_held{false};
 };
 
 // The tracer and the assertion list are process-wide: every test starts and
@@ -231,6 +228,14 @@ TEST_F(TracerTest, ValuesWideTextAndCallStack) {
   const std::string stack =
       std::getenv("TDM_DEV") ? ut::getCallStack() : "Call stack trace is available if TDM_DEV is set\n";
   EXPECT_EQ(closeAndRead(), "TRUE FALSE|NULL PTR|1.5|0.3333333333333333\n" + std::string(510, 'a') + "\n" + stack);
+}
+
+TEST_F(TracerTest, StandardOutputWhileNoFileIsOpen) {
+  m_tracer.setStreamName((m_dir / "missing" / "t.txt").c_str(), 2, 0);  // cannot be opened: not reported
+  EXPECT_FALSE(m_tracer.isOpen());
+  ::testing::internal::CaptureStdout();
+  m_tracer.str(2) << "to the console" << std::endl;
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "2> to the console\n");
 }
 
 TEST_F(TracerTest, ReporterMessageIsWrittenOnTwoLines) {

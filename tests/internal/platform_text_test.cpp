@@ -2,6 +2,7 @@
 
 #include <clocale>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ut_platform.h"
@@ -78,6 +79,34 @@ TEST(PlatformCompareNoCase, SortKeysOfLongStringsAreComplete) {
   EXPECT_LT(up::sortKeyNoCase(base + L"a").compare(up::sortKeyNoCase(base + L"B")), 0);
   EXPECT_EQ(up::sortKeyNoCase(base + L"q"), up::sortKeyNoCase(base + L"Q"));
   EXPECT_LT(up::compareNoCase(base + L"a", base + L"B"), 0);
+}
+
+TEST(PlatformCompareNoCase, ConcurrentThreadsAgreeWithOneThread) {
+  const auto strings = sampleStrings();
+  const std::size_t n = strings.size();
+  // Each thread's own collators must give exactly the single-thread answers.
+  const auto answers = [&](std::size_t offset) {
+    std::string out;
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::wstring& a = strings[(i + offset) % n];  // threads start on different strings
+      out += up::sortKeyNoCase(a);
+      for (const auto& b : strings) {
+        out += static_cast<char>('1' + sign(up::compareNoCase(a, b)));
+        out += static_cast<char>('1' + sign(up::collateNoCase(a, b)));
+      }
+    }
+    return out;
+  };
+  constexpr int kThreads = 4;
+  std::vector<std::string> results(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int round = 0; round < 5; ++round) results[t] = answers(static_cast<std::size_t>(t) * 7);
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (int t = 0; t < kThreads; ++t) EXPECT_EQ(results[t], answers(static_cast<std::size_t>(t) * 7)) << "thread " << t;
 }
 
 // --- collate / collateNoCase ---------------------------------------------------------
