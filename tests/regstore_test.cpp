@@ -2,6 +2,7 @@
 
 #include <ut/ut_regstore.h>
 
+#include <cstring>
 #include <functional>
 #include <optional>
 

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <clocale>
 #include <cwctype>
+#include <map>
 #include <random>
 #include <string>
 #include <thread>
@@ -179,7 +180,71 @@ TEST(LexiNumericalSorter, DefaultSortsNaturallyCaseSensitive) {
   for (unsigned i = 1; i < many.size(); ++i) EXPECT_LE(strCmpAlphanum(many[i - 1].c_str(), many[i].c_str(), true), 0);
 }
 
+TEST(LexiNumericalSorter, TokenKindsOrderAsTheVariant) {
+  // A double before a string, a string before an int; strings by code units;
+  // the shorter token list first.
+  LexiNumericalSorter ints(runTokenizer<int>());
+  EXPECT_TRUE(ints.isLess(L"x", L"10") && !ints.isLess(L"10", L"x"));
+  EXPECT_TRUE(ints.isLess(L"B", L"a"));
+  EXPECT_TRUE(ints.isLess(L"ab", L"ab1") && !ints.isLess(L"ab1", L"ab"));
+  EXPECT_TRUE(ints.isLess(L"a9b", L"a10"));
+  OdArray<OdString> names{L"v10", L"v9", L"v1.5", L"v1"};
+  ints.sort(names);
+  EXPECT_EQ(contents(names), (std::vector<std::wstring>{L"v1", L"v1.5", L"v9", L"v10"}));
+  LexiNumericalSorter doubles(runTokenizer<double>());
+  EXPECT_TRUE(doubles.isLess(L"10", L"x") && !doubles.isLess(L"x", L"10"));
+
+  // Mixed numeric kinds compare by value, equal within 1e-10.
+  const std::map<std::wstring, LexiNumericalSorter::Token> values{
+      {L"int2", 2}, {L"double1.5", 1.5}, {L"double2", 2.0}, {L"near2", 2.0 + 5e-11}, {L"far2", 2.0 + 1e-9}};
+  LexiNumericalSorter mixed(
+      [&values](LexiNumericalSorter::Tokens& t, const OdString& s) { t.push_back(values.at(s.c_str())); });
+  EXPECT_TRUE(mixed.isLess(L"double1.5", L"int2") && !mixed.isLess(L"int2", L"double1.5"));
+  for (const wchar_t* same : {L"double2", L"near2"}) {
+    EXPECT_FALSE(mixed.isLess(L"int2", same)) << same;
+    EXPECT_FALSE(mixed.isLess(same, L"int2")) << same;
+  }
+  EXPECT_TRUE(mixed.isLess(L"int2", L"far2"));
+  EXPECT_EQ(LexiNumericalSorter::getAsDouble(LexiNumericalSorter::Token(OdString(L"12"))), 0.0);  // strings are 0
+}
+
 // --- sortStrings, OdStringArrayLess, compareNamesLowercase ---------------------------
+
+TEST(SortStrings, CollatesWithTheFlagTheOtherWayRound) {
+  const ScopedThreadLocale c(testLocales().front().handle);
+  OdArray<OdString> names{L"b", L"B", L"a", L"A", L"a10", L"a9"};
+  EXPECT_EQ(sortStrings(names, false), 6ul);
+  EXPECT_EQ(contents(names), (std::vector<std::wstring>{L"A", L"B", L"a", L"a10", L"a9", L"b"}));
+  EXPECT_EQ(sortStrings(names, true), 6ul);
+  // Ignoring case, "A" and "a" are equal: only their place among the others is fixed.
+  std::vector<std::wstring> folded = contents(names);
+  for (auto& s : folded) s[0] = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(s[0])));
+  EXPECT_EQ(folded, (std::vector<std::wstring>{L"a", L"a", L"a10", L"a9", L"b", L"b"}));
+  OdArray<OdString> empty;
+  EXPECT_EQ(sortStrings(empty, true), 0ul);
+
+  if (!ut::test::hasLocale("en_US.UTF-8")) GTEST_SKIP() << "no en_US.UTF-8 locale";
+  const ScopedThreadLocale english(testLocales().back().handle);
+  OdArray<OdString> accented{L"b", L"B", L"\u00e9", L"a", L"f"};
+  sortStrings(accented, false);
+  // Letters together regardless of case; "é" beside "e", before "f".
+  const auto sorted = contents(accented);
+  EXPECT_EQ(sorted[0], L"a");
+  EXPECT_EQ(sorted[3], L"\u00e9");
+  EXPECT_EQ(sorted[4], L"f");
+}
+
+TEST(OdStringArrayLess, LexicographicByCodeUnits) {
+  using A = OdArray<OdString>;
+  const OdStringArrayLess less;
+  EXPECT_TRUE(less(A{L"a", L"b"}, A{L"a", L"b", L"c"}));
+  EXPECT_FALSE(less(A{L"a", L"b", L"c"}, A{L"a", L"b"}));
+  EXPECT_FALSE(less(A{L"a", L"b"}, A{L"a", L"b"}));
+  EXPECT_TRUE(less(A{L"a", L"B"}, A{L"a", L"b"}));
+  EXPECT_TRUE(less(A{}, A{L"a"}));
+  EXPECT_FALSE(less(A{}, A{}));
+  EXPECT_TRUE(less(A{L"z"}, A{L"zz", L"a"}));
+}
 
 TEST(CompareNamesLowercase, FoldsAsciiOnlyAndHonoursTheLimit) {
   // Only A..Z fold: '[' (after 'Z') stays, and so do non-ASCII capitals.

@@ -1,5 +1,3 @@
-#include "DbFullSubentPath.h"
-#include "DbHandle.h"
 #include "DbObject.h"
 #include "DbObjectId.h"
 #include "OdError.h"
@@ -24,19 +22,6 @@ OdDbObjectId addBlock(int number) {
   OdSmartPtr<TestBlock> block = TestBlock::createObject();
   block->m_number = number;
   return OdDbObjectStore::add(block);
-}
-
-int safeOpenError(const OdDbObjectId& id) {
-  try {
-    id.safeOpenObject();
-  } catch (const OdError& e) {
-    return e.code();
-  }
-  return -1;
-}
-
-OdDbFullSubentPath pathOf(std::initializer_list<OdDbObjectId> ids, OdDb::SubentType type, OdGsMarker index) {
-  return OdDbFullSubentPath(OdDbObjectIdArray(ids), OdDbSubentId(type, index));
 }
 
 // Opening objects as TestBlock needs the class registered.
