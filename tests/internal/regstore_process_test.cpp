@@ -146,6 +146,27 @@ TEST(RegStoreProcesses, ConcurrentWritersLoseNothing) {
   EXPECT_EQ(integrityCheck(store.file()), "ok");
 }
 
+// A first open racing other processes' set-up of the same new file once
+// crashed and gave up on a transient lock.
+TEST(RegStoreProcesses, FirstUseByManyProcessesAtOnce) {
+  test::TempDir dir;
+  const auto file = dir / "fresh" / "registry.db";
+  const auto go = dir / "go";
+  std::vector<std::unique_ptr<ChildProcess>> children;
+  for (int w = 0; w < 4; ++w) {
+    children.push_back(std::make_unique<ChildProcess>(
+        UT_TEST_CHILD,
+        Args{"--store", file.string(), "--go", go.string(), "write", "Software\\Init", "20", "p" + std::to_string(w) + "-"}));
+  }
+  ASSERT_TRUE(test::writeFileBytes(go, "go"));
+  for (auto& child : children) EXPECT_EQ(child->wait(std::chrono::seconds(120)), 0);
+  const wxString before = RegStore::file();
+  ASSERT_TRUE(RegStore::setFile(wxString(file.string()))) << RegStore::lastError();
+  RegKey key(eCurrentUser, "Software\\Init");
+  EXPECT_TRUE(key.open(eRead) && key.valueCount() == 80 && RegStore::schemaVersion() == 1);
+  RegStore::setFile(before == RegStore::defaultFile() ? wxString() : before);
+}
+
 TEST(RegStoreProcesses, WriteSurvivesKillOnceReturned) {
   test::TempStore store;
   ChildProcess child(UT_TEST_CHILD, childArgs(store, {"write", "Software\\TVCAD\\Durable", "300", "d", "hang"}));
