@@ -37,16 +37,10 @@ TEST_F(ConfigPathsTest, SeparatorsAndRootsByPathKind) {
   EXPECT_EQ(str(Config::companyRoot(eCfgPathExport)), L"Software\\TVCAD");
   EXPECT_EQ(str(Config::companyRoot(eCfgPathFile)), L"TVCAD");
   EXPECT_EQ(str(Config::companyRoot(static_cast<ECfgPathType>(9))), L"");
-  EXPECT_EQ(str(Config::productRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD");
-  EXPECT_EQ(str(Config::versionRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD\\V25");
-  EXPECT_EQ(str(Config::profilesRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\");
-  EXPECT_EQ(str(Config::currentProfileRoot(eCfgPathRegistry)),
-            L"Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Default\\");
   EXPECT_EQ(str(Config::connectorRoot(eCfgPathRegistry)), L"Software\\TVCAD\\TVCAD Connector");
   // The tree's kind starts from the empty company root: wxConfigBase paths.
   EXPECT_EQ(str(Config::companyRoot(eCfgPathConfig)), L"");
   EXPECT_EQ(str(Config::productRoot(eCfgPathConfig)), L"/TVCAD");
-  EXPECT_EQ(str(Config::languageRoot(eCfgPathConfig)), L"/TVCAD/V25/en_US/");
   EXPECT_EQ(str(Config::connectorRoot(eCfgPathConfig)), L"/TVCAD Connector");
   EXPECT_EQ(str(Config::versionRoot(eCfgPathFile)), L"TVCAD/TVCAD/V25");
 }
@@ -57,14 +51,10 @@ TEST_F(ConfigPathsTest, LanguageComesFromTheVersionKey) {
   ASSERT_TRUE(setStoreString(versionKey, L"CURVER", L"de_DE"));
   EXPECT_EQ(str(Config::currentLanguage()), L"de_DE");
   EXPECT_EQ(str(Config::profilesRoot(eCfgPathConfig)), L"/TVCAD/V25/de_DE/Profiles/");
-  // Names that are not one key level fall back, and so does a number.
-  for (const wchar_t* bad : {L"", L"de\\DE", L"de/DE"}) {
+  for (const wchar_t* bad : {L"", L"de\\DE", L"de/DE"}) {  // not one key level
     ASSERT_TRUE(setStoreString(versionKey, L"CURVER", bad));
     EXPECT_EQ(str(Config::currentLanguage()), L"en_US") << wxString(bad);
   }
-  RegKey k(eCurrentUser, versionKey);
-  ASSERT_TRUE(k.open() && k.setValue(L"CURVER", 7L));
-  EXPECT_EQ(str(Config::currentLanguage()), L"en_US");
 }
 
 TEST_F(ConfigPathsTest, ProfileGroupsFollowTheRecordedProfile) {
@@ -93,7 +83,6 @@ TEST_F(ConfigPathsTest, ProductKeyAcceptsOnlyOneKeyLevel) {
     EXPECT_EQ(str(Config::regProduct()), L"Viewer");
   }
   Config::setRegProduct(before);
-  EXPECT_EQ(Config::regProduct(), before);
 }
 
 TEST(ConfigGroupNames, NameAndNumberRoundTrip) {
@@ -103,7 +92,6 @@ TEST(ConfigGroupNames, NameAndNumberRoundTrip) {
     EXPECT_TRUE(parseCfgGroup(cfgGroupName(g), byName) && byName == g) << g;
     EXPECT_TRUE(parseCfgGroup(OdString(std::to_wstring(g)), byNumber) && byNumber == g) << g;
   }
-  EXPECT_EQ(str(cfgGroupName(eCfgAppWindows)), L"eCfgAppWindows");
   EXPECT_TRUE(cfgGroupName(-1).isEmpty() && cfgGroupName(40).isEmpty());
   ECfgGroup g = eCfgTest;
   EXPECT_TRUE(parseCfgGroup(L"addins", g) && g == eCfgAddins);  // either name, any letter case

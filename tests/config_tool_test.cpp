@@ -59,7 +59,7 @@ class ConfigToolTest : public ProfileToolTest {
 }  // namespace
 
 TEST_F(ConfigToolTest, ShowPrintsAnIndentedTreeOfTypedValues) {
-  const Result r = config({"show", "TVCAD\\V25\\en_US\\Profiles"});
+  const Result r = config({"show", "/TVCAD/V25\\en_US/Profiles/"});  // either separator
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out,
             "HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\n"
@@ -69,13 +69,11 @@ TEST_F(ConfigToolTest, ShowPrintsAnIndentedTreeOfTypedValues) {
             "      TEMPPREFIX = \"D:\\\\Temp \\\"x\\\"\" (string)\n"
             "      Plot\\\n"
             "        (Default) = \"plot settings\" (string)\n");
-  // The whole company key by default, with "/" accepted between levels.
+  // The whole company key by default.
   const Result all = config({"show"});
   ASSERT_EQ(all.status, 0) << all.err;
   EXPECT_EQ(all.out.rfind("HKEY_CURRENT_USER\\Software\\TVCAD\n  TVCAD\\\n    V25\\\n", 0), 0u) << all.out;
   EXPECT_NE(all.out.find("          Count = 2 (0x00000002, dword)\n"), std::string::npos) << all.out;
-  EXPECT_EQ(config({"show", "/TVCAD/V25/en_US/Addins/"}).out,
-            "HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins\n  Count = 2 (0x00000002, dword)\n");
 
   const Result missing = config({"show", "TVCAD/Nothing"});
   EXPECT_EQ(missing.status, 1);
@@ -87,26 +85,16 @@ TEST_F(ConfigToolTest, ShowPrintsAnIndentedTreeOfTypedValues) {
   }
 }
 
-TEST_F(ConfigToolTest, ExportByNameOrNumber) {
+// The exporter's text itself is checked byte for byte by its own tests: here,
+// that a group named either way reaches it, and what each failure reports.
+TEST_F(ConfigToolTest, ExportByNameOrNumberAndItsFailures) {
   const auto byName = (m_dir / "by-name.reg").string();
   const auto byNumber = (m_dir / "by-number.reg").string();
   ASSERT_EQ(config({"export", "eCfgConfig", byName}).status, 0);
   ASSERT_EQ(config({"export", "6", byNumber}).status, 0);
-  const std::string text = test::readFileBytes(byName);
-  EXPECT_EQ(text,
-            "Windows Registry Editor Version 5.00\r\n"
-            "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Default\\Config]\r\n"
-            "\"AUTOSNAP\"=dword:0000007f\r\n"
-            "\"TEMPPREFIX\"=\"D:\\\\Temp \\\"x\\\"\"\r\n"
-            "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Default\\Config\\Plot]\r\n"
-            "@=\"plot settings\"\r\n");
-  EXPECT_EQ(test::readFileBytes(byNumber), text);
-  const auto addins = (m_dir / "addins.reg").string();
-  ASSERT_EQ(config({"export", "addins", addins}).status, 0);
-  EXPECT_NE(test::readFileBytes(addins).find("\"Count\"=dword:00000002\r\n"), std::string::npos);
-}
+  EXPECT_NE(test::readFileBytes(byName).find("\"AUTOSNAP\"=dword:0000007f\r\n"), std::string::npos);
+  EXPECT_EQ(test::readFileBytes(byNumber), test::readFileBytes(byName));
 
-TEST_F(ConfigToolTest, ExportFailuresAreReported) {
   const auto file = (m_dir / "x.reg").string();
   const auto noFolder = (m_dir / "missing" / "x.reg").string();
   const std::tuple<const char*, std::string, int, std::string> cases[] = {
