@@ -9,5 +9,8 @@ case "$flavour" in
   *) echo "usage: $0 [release|asan]" >&2; exit 2 ;;
 esac
 "$root/scripts/install-deps.sh"
+# A compiler cache, when the machine has one, makes rebuilds of other trees and
+# flavours cheap; the build does not need it.
+if command -v ccache >/dev/null; then extra+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
 cmake -S "$root" -B "$dir" -G Ninja "${extra[@]}" >/dev/null
 cmake --build "$dir"

@@ -10,7 +10,7 @@
 #include <ut/ut_json.h>
 #include <ut/ut_log.h>
 #include <ut/ut_parser.h>
-#include <ut/ut_platform.h>
+#include <ut/ut_hooks.h>
 #include <ut/ut_profile.h>
 #include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <ut/ut_log.h>
-#include <ut/ut_platform.h>
+#include <ut/ut_hooks.h>
 
 #include "test_support.h"
 

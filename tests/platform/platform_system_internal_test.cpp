@@ -10,7 +10,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include <ut/ut_platform.h>
+#include <ut/ut_hooks.h>
 
 #include "test_support.h"
 #include "ut_platform.h"

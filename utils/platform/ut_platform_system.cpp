@@ -1,7 +1,7 @@
 // System services of the platform layer: counter, debugger output, identity,
 // path separators and exclusively opened files.
 
-#include <ut/ut_platform.h>
+#include <ut/ut_hooks.h>
 
 #include "ut_platform.h"
 
