@@ -35,10 +35,10 @@ using ut::bench::ScratchDir;
 using ut::bench::ScratchStore;
 
 struct Data {
-  std::vector<wxString> keys;          // "P0/G0/S0/K00"
-  std::vector<wxString> valuePaths;    // "P0/G0/S0/K00/V0", key by key
-  std::vector<int> changed;            // indexes into valuePaths
-  std::vector<int> lookupOrder;        // indexes into valuePaths
+  std::vector<wxString> keys;        // "P0/G0/S0/K00"
+  std::vector<wxString> valuePaths;  // "P0/G0/S0/K00/V0", key by key
+  std::vector<int> changed;          // indexes into valuePaths
+  std::vector<int> lookupOrder;      // indexes into valuePaths
 
   Data() {
     for (int a = 0; a < 2; ++a) {

@@ -174,7 +174,8 @@ void BM_ReferenceRegistryExportImport(benchmark::State& state) {
   const wxString file = store.file("bench-registry.reg");
   const OdString key = OdString(L"HKEY_CURRENT_USER\\") + Config::profilesRoot(eCfgPathRegistry) + L"Bench";
   for (auto _ : state) {
-    if (!Registry::exportKey(key, OdString(file.wc_str()), false) || !Registry::importKey(OdString(file.wc_str()), false)) {
+    if (!Registry::exportKey(key, OdString(file.wc_str()), false) ||
+        !Registry::importKey(OdString(file.wc_str()), false)) {
       state.SkipWithError("failed");
     }
   }

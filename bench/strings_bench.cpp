@@ -31,9 +31,9 @@ constexpr std::size_t kNameCount = 1'000'000;
 const std::vector<std::wstring>& realisticNames() {
   static const std::vector<std::wstring> names = [] {
     const std::vector<std::wstring> words = {
-        L"Floor Plan", L"floor plan", L"Section", L"Detail", L"detail", L"Elevation", L"IMG_", L"img_",
-        L"Scan", L"Sheet A-", L"sheet a-", L"Part_", L"Level ", L"Rev", L"rev ", L"Site", L"Drawing",
-        L"Copy of ", L"Backup", L"Room", L"Kitchen", L"Bath", L"Stair", L"Roof", L"North", L"South"};
+        L"Floor Plan", L"floor plan", L"Section", L"Detail", L"detail", L"Elevation", L"IMG_",  L"img_",    L"Scan",
+        L"Sheet A-",   L"sheet a-",   L"Part_",   L"Level ", L"Rev",    L"rev ",      L"Site",  L"Drawing", L"Copy of ",
+        L"Backup",     L"Room",       L"Kitchen", L"Bath",   L"Stair",  L"Roof",      L"North", L"South"};
     const std::vector<std::wstring> extensions = {L".dwg", L".DWG", L".pdf", L".jpg", L".dxf", L".png", L""};
     std::mt19937 rng(12345);
     std::uniform_int_distribution<std::size_t> word(0, words.size() - 1);
@@ -50,7 +50,8 @@ const std::vector<std::wstring>& realisticNames() {
         const int digits = width(rng);
         std::uniform_int_distribution<long> number(0, static_cast<long>(std::pow(10, digits)) - 1);
         std::wstring n = std::to_wstring(number(rng));
-        if (coin(rng) == 0) n.insert(0, static_cast<std::size_t>(digits) - std::min<std::size_t>(n.size(), digits), L'0');
+        if (coin(rng) == 0)
+          n.insert(0, static_cast<std::size_t>(digits) - std::min<std::size_t>(n.size(), digits), L'0');
         name += n;
         if (p > 1) name += coin(rng) == 0 ? L" - " : (coin(rng) == 0 ? L"_" : L" ");
       }
@@ -164,8 +165,8 @@ void BM_SortIcuNumericCollation(benchmark::State& state) {
     state.ResumeTiming();
     std::sort(names.begin(), names.end(), [&collator](const std::u16string* a, const std::u16string* b) {
       UErrorCode s = U_ZERO_ERROR;
-      return collator->compare(a->data(), static_cast<int32_t>(a->size()), b->data(),
-                               static_cast<int32_t>(b->size()), s) == UCOL_LESS;
+      return collator->compare(a->data(), static_cast<int32_t>(a->size()), b->data(), static_cast<int32_t>(b->size()),
+                               s) == UCOL_LESS;
     });
     benchmark::DoNotOptimize(names.data());
   }
@@ -196,9 +197,9 @@ BENCHMARK(BM_SortWcscmp)->Unit(benchmark::kMillisecond)->Iterations(2);
 // (wchar_t), characters as a separate rate.
 const std::vector<std::wstring>& numberCells() {
   static const std::vector<std::wstring> cells = [] {
-    const std::vector<std::wstring> samples = {L"12345", L"3.14159", L"-42", L" 77 ", L"1e10", L"0.000125",
-                                               L"abc12", L"12abc", L"+9", L"2.500", L"100", L"-0.5e-3",
-                                               L"Level 3", L"65536", L"1,5", L""};
+    const std::vector<std::wstring> samples = {L"12345",   L"3.14159", L"-42", L" 77 ",  L"1e10", L"0.000125",
+                                               L"abc12",   L"12abc",   L"+9",  L"2.500", L"100",  L"-0.5e-3",
+                                               L"Level 3", L"65536",   L"1,5", L""};
     std::vector<std::wstring> out;
     for (int i = 0; i < 4096; ++i) out.push_back(samples[static_cast<std::size_t>(i) % samples.size()]);
     return out;

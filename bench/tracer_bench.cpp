@@ -19,7 +19,9 @@ std::string benchFile(const char* name) {
 // Guards the process-wide tracer for one benchmark run.
 class OpenTracer {
  public:
-  OpenTracer(const std::string& file, int level) : m_file(file) { UtTracer::tracer().setStreamName(file.c_str(), level, 0); }
+  OpenTracer(const std::string& file, int level) : m_file(file) {
+    UtTracer::tracer().setStreamName(file.c_str(), level, 0);
+  }
   ~OpenTracer() {
     UtTracer::tracer().freeStream();
     std::error_code ec;
@@ -57,7 +59,8 @@ void BM_OfstreamLine(benchmark::State& state) {
     const int indent = 0;
     long i = 0;
     for (auto _ : state) {
-      out << level << "> " << std::setw(indent) << "" << "opened drawing " << i++ << " at " << kPath << "\n";
+      out << level << "> " << std::setw(indent) << ""
+          << "opened drawing " << i++ << " at " << kPath << "\n";
     }
   }
   std::error_code ec;
@@ -86,7 +89,8 @@ void BM_OfstreamLineFlushed(benchmark::State& state) {
     const int indent = 0;
     long i = 0;
     for (auto _ : state) {
-      out << level << "> " << std::setw(indent) << "" << "opened drawing " << i++ << " at " << kPath << std::endl;
+      out << level << "> " << std::setw(indent) << ""
+          << "opened drawing " << i++ << " at " << kPath << std::endl;
     }
   }
   std::error_code ec;

@@ -12,9 +12,8 @@ namespace {
 OdString stepwiseDecode(OdString s) {
   if (s.find(L'%') < 0) return s;
   static const wchar_t* const codes[][2] = {
-      {L"%22", L"\""}, {L"%2A", L"*"}, {L"%2C", L","}, {L"%2F", L"/"}, {L"%3A", L":"},
-      {L"%3B", L";"},  {L"%3C", L"<"}, {L"%3D", L"="}, {L"%3E", L">"}, {L"%3F", L"?"},
-      {L"%5C", L"\\"}, {L"%60", L"`"}, {L"%7C", L"|"}, {L"%25", L"%"}};
+      {L"%22", L"\""}, {L"%2A", L"*"}, {L"%2C", L","}, {L"%2F", L"/"},  {L"%3A", L":"}, {L"%3B", L";"}, {L"%3C", L"<"},
+      {L"%3D", L"="},  {L"%3E", L">"}, {L"%3F", L"?"}, {L"%5C", L"\\"}, {L"%60", L"`"}, {L"%7C", L"|"}, {L"%25", L"%"}};
   for (const auto& code : codes) s.replace(code[0], code[1]);
   return s;
 }

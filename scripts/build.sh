@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Configures and builds one build tree. Usage: scripts/build.sh [release|asan]
+# Configures and builds one build tree. Usage: scripts/build.sh [release|asan|tsan]
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 flavour="${1:-release}"
 case "$flavour" in
   release) dir="$root/build"; extra=(-DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
-  asan)    dir="$root/build-asan"; extra=(-DCMAKE_BUILD_TYPE=Debug -DUT_SANITIZE=ON -DUT_BUILD_BENCH=OFF) ;;
-  *) echo "usage: $0 [release|asan]" >&2; exit 2 ;;
+  asan)    dir="$root/build-asan"; extra=(-DCMAKE_BUILD_TYPE=Debug -DUT_SANITIZE=address -DUT_BUILD_BENCH=OFF) ;;
+  tsan)    dir="$root/build-tsan"; extra=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DUT_SANITIZE=thread -DUT_BUILD_BENCH=OFF) ;;
+  *) echo "usage: $0 [release|asan|tsan]" >&2; exit 2 ;;
 esac
 "$root/scripts/install-deps.sh"
 # A compiler cache, when the machine has one, makes rebuilds of other trees and

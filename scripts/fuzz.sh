@@ -22,7 +22,7 @@ if ! command -v clang++ >/dev/null; then
 fi
 
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DUT_BUILD_FUZZ=ON -DUT_SANITIZE=ON -DUT_BUILD_TESTS=OFF -DUT_BUILD_BENCH=OFF -DUT_BUILD_TOOLS=OFF >/dev/null
+  -DUT_BUILD_FUZZ=ON -DUT_SANITIZE=address -DUT_BUILD_TESTS=OFF -DUT_BUILD_BENCH=OFF -DUT_BUILD_TOOLS=OFF >/dev/null
 cmake --build "$build" -j2 --target fuzz_targets
 
 if (($# > 0)); then

@@ -10,7 +10,7 @@ packages=(
   libcurl4-openssl-dev libssl-dev zlib1g-dev
   libboost-dev nlohmann-json3-dev libicu-dev libsqlite3-dev libsecret-1-dev
   libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
-  locales clang libclang-rt-14-dev
+  locales clang clang-format libclang-rt-14-dev python3
 )
 
 missing=()

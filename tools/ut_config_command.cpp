@@ -110,7 +110,8 @@ struct ExportOptions {
 int runExport(const Context& context, const ExportOptions& o) {
   ECfgGroup group = eCfgRoot;
   if (!parseCfgGroup(OdString(fromUtf8(o.group).wc_str()), group)) {
-    throw UsageError("unknown configuration group \"" + o.group + "\" (a name such as eCfgAddins or Addins, or a "
+    throw UsageError("unknown configuration group \"" + o.group +
+                     "\" (a name such as eCfgAddins or Addins, or a "
                      "number from 0 to 39)");
   }
   // The key paths depend on what the store records (the language, the
@@ -128,7 +129,8 @@ int runExport(const Context& context, const ExportOptions& o) {
 ECfgGroup groupArg(const std::string& text) {
   ECfgGroup group = eCfgRoot;
   if (!parseCfgGroup(OdString(fromUtf8(text).wc_str()), group)) {
-    throw UsageError("unknown configuration group \"" + text + "\" (a name such as eCfgAddins or Addins, or a "
+    throw UsageError("unknown configuration group \"" + text +
+                     "\" (a name such as eCfgAddins or Addins, or a "
                      "number from 0 to 39)");
   }
   return group;
@@ -238,8 +240,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
 
   auto exp = std::make_shared<ExportOptions>();
   CLI::App* e = config->add_subcommand("export", "Write a configuration group to a registry-export (.reg) file");
-  e->add_option("GROUP", exp->group, "The group: its name (eCfgAddins or Addins) or its number (0 to 39)")
-      ->required();
+  e->add_option("GROUP", exp->group, "The group: its name (eCfgAddins or Addins) or its number (0 to 39)")->required();
   e->add_option("FILE", exp->file, "The file to write (replaced if it exists)")->required();
   e->callback([&context, exp] { context.action = [&context, exp] { return runExport(context, *exp); }; });
 
@@ -247,10 +248,8 @@ void addConfigCommands(CLI::App& app, Context& context) {
                                 int (*run)(const Context&, const EntryOptions&)) {
     auto o = std::make_shared<EntryOptions>();
     CLI::App* c = config->add_subcommand(name, help);
-    c->add_option("GROUP", o->group, "The group: its name (eCfgConfig or Config) or its number (0 to 39)")
-        ->required();
-    c->add_option("ENTRY", o->entry, "The entry, relative to the group (a/b/name reaches into subgroups)")
-        ->required();
+    c->add_option("GROUP", o->group, "The group: its name (eCfgConfig or Config) or its number (0 to 39)")->required();
+    c->add_option("ENTRY", o->entry, "The entry, relative to the group (a/b/name reaches into subgroups)")->required();
     if (withValue) {
       c->add_option("VALUE", o->value, "The value")->required();
       c->add_option("--type", o->type, "How the value is stored: string (default), long, bool or double")

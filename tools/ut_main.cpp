@@ -58,9 +58,7 @@ bool confirm(const wxString& question, bool force, const char* forceOption) {
   return !answer.empty() && (answer[0] == 'y' || answer[0] == 'Y');
 }
 
-wxString KeyArg::fullName() const {
-  return path.empty() ? rootKeyName(root) : rootKeyName(root) + L"\\" + path;
-}
+wxString KeyArg::fullName() const { return path.empty() ? rootKeyName(root) : rootKeyName(root) + L"\\" + path; }
 
 KeyArg parseKeyArg(const std::string& text) {
   const wxString key = fromUtf8(text);
@@ -110,10 +108,11 @@ int main(int argc, char** argv) {
   delete wxLog::SetActiveTarget(new StderrLog);
 
   Context context;
-  CLI::App app("ut: the application's utility library from the command line: the per-user registry store,\n"
-               "the configuration tree, natural sorting, encodings and UUIDs.\n"
-               "Without a command, shows where the store is and what it holds.",
-               "ut");
+  CLI::App app(
+      "ut: the application's utility library from the command line: the per-user registry store,\n"
+      "the configuration tree, natural sorting, encodings and UUIDs.\n"
+      "Without a command, shows where the store is and what it holds.",
+      "ut");
   app.fallthrough();
   app.require_subcommand(0, 1);
   app.add_option("--store", context.storeOption, "Work on this store file instead of the default one")

@@ -32,9 +32,7 @@ void tally(const RegKey& key, Tally& t) {
   }
 }
 
-wxString plural(std::size_t n, const wchar_t* word) {
-  return std::to_wstring(n) + L" " + word + (n == 1 ? L"" : L"s");
-}
+wxString plural(std::size_t n, const wchar_t* word) { return std::to_wstring(n) + L" " + word + (n == 1 ? L"" : L"s"); }
 
 void printHints() {
   printLine(L"");
@@ -74,9 +72,8 @@ int showOverview(const Context& context) {
     printHints();
     return eExitFailed;
   }
-  printLine(L"Status:     exists, " + wxFileName::GetHumanReadableSize(size) + wxString::Format(
-                                                                                     L", schema version %d",
-                                                                                     RegStore::schemaVersion()));
+  printLine(L"Status:     exists, " + wxFileName::GetHumanReadableSize(size) +
+            wxString::Format(L", schema version %d", RegStore::schemaVersion()));
 
   const wxString company = wxString(L"Software\\") + kCompanyKey;
   RegKey root(eCurrentUser, company);

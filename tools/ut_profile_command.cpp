@@ -133,8 +133,7 @@ void addProfileCommands(CLI::App& app, Context& context) {
       {"delete", "Delete a profile", "NAME", nullptr, false},
       {"describe", "Print, or with --description set, a profile's description", "NAME", nullptr, true},
       {"export", "Write a profile to a registry-export (.reg) file", "NAME", "FILE", false},
-      {"import", "Read a profile from a registry-export file (NAME: the file's own by default)", "FILE", "NAME",
-       true},
+      {"import", "Read a profile from a registry-export file (NAME: the file's own by default)", "FILE", "NAME", true},
   };
   for (const Spec& spec : specs) {
     auto args = std::make_shared<ProfileArgs>();

@@ -20,12 +20,18 @@ struct TypeName {
   const wchar_t* name;
 };
 const TypeName kTypeNames[] = {
-    {eRegNone, L"REG_NONE"},       {eRegSz, L"REG_SZ"},
-    {eRegExpandSz, L"REG_EXPAND_SZ"}, {eRegBinary, L"REG_BINARY"},
-    {eRegDword, L"REG_DWORD"},     {5, L"REG_DWORD_BIG_ENDIAN"},
-    {6, L"REG_LINK"},              {eRegMultiSz, L"REG_MULTI_SZ"},
-    {8, L"REG_RESOURCE_LIST"},     {9, L"REG_FULL_RESOURCE_DESCRIPTOR"},
-    {10, L"REG_RESOURCE_REQUIREMENTS_LIST"}, {eRegQword, L"REG_QWORD"},
+    {eRegNone, L"REG_NONE"},
+    {eRegSz, L"REG_SZ"},
+    {eRegExpandSz, L"REG_EXPAND_SZ"},
+    {eRegBinary, L"REG_BINARY"},
+    {eRegDword, L"REG_DWORD"},
+    {5, L"REG_DWORD_BIG_ENDIAN"},
+    {6, L"REG_LINK"},
+    {eRegMultiSz, L"REG_MULTI_SZ"},
+    {8, L"REG_RESOURCE_LIST"},
+    {9, L"REG_FULL_RESOURCE_DESCRIPTOR"},
+    {10, L"REG_RESOURCE_REQUIREMENTS_LIST"},
+    {eRegQword, L"REG_QWORD"},
 };
 
 wxString typeName(unsigned type) {
@@ -95,8 +101,8 @@ void printValue(const RegKey& key, const wxString& name) {
 // is not created by looking for one.
 RegKey openExisting(const Context& context, const KeyArg& arg, EAccessMode mode = eRead) {
   if (!context.storeExists()) {
-    throw OperationError(toUtf8(L"key not found: " + arg.fullName() + L" (the store " + context.storeFile() +
-                                L" does not exist yet)"));
+    throw OperationError(
+        toUtf8(L"key not found: " + arg.fullName() + L" (the store " + context.storeFile() + L" does not exist yet)"));
   }
   context.openStore();
   trace(eTraceDetails, L"open the key " + arg.fullName());
@@ -127,8 +133,8 @@ std::size_t queryKey(const RegKey& key, const QueryOptions& o, bool onlyIfMatch)
     printLine(key.fullName());
     if (matched != 0) {
       // Show the name as stored, whatever letter case was asked for.
-      const auto stored = std::find_if(names.begin(), names.end(),
-                                       [&wanted](const wxString& n) { return n.IsSameAs(wanted, false); });
+      const auto stored =
+          std::find_if(names.begin(), names.end(), [&wanted](const wxString& n) { return n.IsSameAs(wanted, false); });
       printValue(key, stored == names.end() ? wanted : *stored);
     }
   } else {
@@ -219,8 +225,7 @@ std::uint64_t parseNumber(const std::string& text, std::uint64_t max, const char
   }
   if (!ok) {
     throw UsageError("bad " + std::string(typeLabel) + " data \"" + text +
-                     "\" (a decimal number or 0x followed by hexadecimal digits, at most " + std::to_string(max) +
-                     ")");
+                     "\" (a decimal number or 0x followed by hexadecimal digits, at most " + std::to_string(max) + ")");
   }
   return value;
 }
@@ -289,12 +294,24 @@ int runAdd(const Context& context, const AddOptions& o) {
   trace(eTraceSteps, L"write the value " + (name.empty() ? kDefaultName : name) + L" as " + typeName(type));
   bool ok = false;
   switch (type) {
-    case eRegSz: ok = key.setValue(name, data); break;
-    case eRegExpandSz: ok = key.setExpandString(name, data); break;
-    case eRegMultiSz: ok = key.setMultiString(name, strings); break;
-    case eRegDword: ok = key.setValue(name, static_cast<long>(number)); break;
-    case eRegQword: ok = key.setValue64(name, static_cast<std::int64_t>(number)); break;
-    default: ok = key.setRawValue(name, type, bytes.GetData(), bytes.GetDataLen()); break;
+    case eRegSz:
+      ok = key.setValue(name, data);
+      break;
+    case eRegExpandSz:
+      ok = key.setExpandString(name, data);
+      break;
+    case eRegMultiSz:
+      ok = key.setMultiString(name, strings);
+      break;
+    case eRegDword:
+      ok = key.setValue(name, static_cast<long>(number));
+      break;
+    case eRegQword:
+      ok = key.setValue64(name, static_cast<std::int64_t>(number));
+      break;
+    default:
+      ok = key.setRawValue(name, type, bytes.GetData(), bytes.GetDataLen());
+      break;
   }
   if (!ok) notFound(L"cannot write the value");
   return eExitOk;
@@ -409,8 +426,9 @@ void addValueSelectors(CLI::App* cmd, std::string& value, bool& defaultValue, co
 void addRegCommands(CLI::App& app, Context& context) {
   CLI::App* reg = app.add_subcommand("reg", "Registry keys and values: query, add, delete, export, import, copy");
   reg->require_subcommand(1);
-  const char* keyHelp = "ROOT\\path, ROOT being HKEY_CURRENT_USER (HKCU), HKEY_LOCAL_MACHINE (HKLM), "
-                        "HKEY_CLASSES_ROOT (HKCR), HKEY_USERS (HKU) or HKEY_CURRENT_CONFIG (HKCC)";
+  const char* keyHelp =
+      "ROOT\\path, ROOT being HKEY_CURRENT_USER (HKCU), HKEY_LOCAL_MACHINE (HKLM), "
+      "HKEY_CLASSES_ROOT (HKCR), HKEY_USERS (HKU) or HKEY_CURRENT_CONFIG (HKCC)";
 
   auto query = std::make_shared<QueryOptions>();
   CLI::App* q = reg->add_subcommand("query", "Show a key's values and subkeys");

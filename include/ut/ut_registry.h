@@ -91,8 +91,7 @@ class UT_EXPORT Registry {
   // Copies the values of from\fromPath into to\toPath (created if missing),
   // overwriting values of the same name; recursive copies the subkeys too.
   // One transaction: all or nothing.
-  static bool copyKey(ERootKey from, ERootKey to, const OdString& fromPath, const OdString& toPath,
-                      bool recursive);
+  static bool copyKey(ERootKey from, ERootKey to, const OdString& fromPath, const OdString& toPath, bool recursive);
 
   // Writes "ROOT\path" (long or short root name) with its subtree to file,
   // replacing it: UTF-8, CR LF, "Windows Registry Editor Version 5.00" first.

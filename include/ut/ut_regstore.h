@@ -61,13 +61,13 @@ enum EAccessMode : unsigned {
 // Registry value types with their Windows numbers. The store keeps any type
 // number it is given; these are the ones the library interprets.
 enum ERegType : unsigned {
-  eRegNone = 0,       // REG_NONE
-  eRegSz = 1,         // REG_SZ
-  eRegExpandSz = 2,   // REG_EXPAND_SZ
-  eRegBinary = 3,     // REG_BINARY
-  eRegDword = 4,      // REG_DWORD (little-endian)
-  eRegMultiSz = 7,    // REG_MULTI_SZ
-  eRegQword = 11,     // REG_QWORD (little-endian)
+  eRegNone = 0,      // REG_NONE
+  eRegSz = 1,        // REG_SZ
+  eRegExpandSz = 2,  // REG_EXPAND_SZ
+  eRegBinary = 3,    // REG_BINARY
+  eRegDword = 4,     // REG_DWORD (little-endian)
+  eRegMultiSz = 7,   // REG_MULTI_SZ
+  eRegQword = 11,    // REG_QWORD (little-endian)
 };
 
 // The registry-export name of a root ("HKEY_CURRENT_USER"), empty for a value
@@ -191,11 +191,11 @@ class UT_EXPORT RegKey {
   // Any value, as its type number and raw bytes.
   bool queryRawValue(const wxString& name, unsigned& type, std::vector<std::uint8_t>& data) const;
 
-  bool setValue(const wxString& name, const wxString& value);          // REG_SZ
-  bool setValue(const wxString& name, long value);                     // REG_DWORD (low 32 bits)
-  bool setValue64(const wxString& name, std::int64_t value);           // REG_QWORD
-  bool setValue(const wxString& name, const wxMemoryBuffer& value);    // REG_BINARY
-  bool setExpandString(const wxString& name, const wxString& value);   // REG_EXPAND_SZ
+  bool setValue(const wxString& name, const wxString& value);         // REG_SZ
+  bool setValue(const wxString& name, long value);                    // REG_DWORD (low 32 bits)
+  bool setValue64(const wxString& name, std::int64_t value);          // REG_QWORD
+  bool setValue(const wxString& name, const wxMemoryBuffer& value);   // REG_BINARY
+  bool setExpandString(const wxString& name, const wxString& value);  // REG_EXPAND_SZ
   // REG_MULTI_SZ; false for a list holding an empty string or a NUL, which the
   // type cannot represent.
   bool setMultiString(const wxString& name, const std::vector<wxString>& value);

@@ -137,8 +137,7 @@ UT_EXPORT void split(const OdString& text, const OdString& separator, OdArray<Od
 UT_EXPORT void split(const OdString& text, const OdArray<OdString>& separators, OdArray<OdString>& parts);
 // Splits at every `separator` character; with `skipEmpty`, empty pieces are
 // dropped.
-UT_EXPORT void splitByChar(const OdString& text, wchar_t separator, OdArray<OdString>& parts,
-                           bool skipEmpty = false);
+UT_EXPORT void splitByChar(const OdString& text, wchar_t separator, OdArray<OdString>& parts, bool skipEmpty = false);
 // Splits into lines at "\r\n", "\n" or "\r". The line end after the last line
 // does not start another (empty) line.
 UT_EXPORT void splitLines(const OdString& text, OdArray<OdString>& lines);

@@ -60,8 +60,8 @@ class OdDbFullSubentPath {
   // Ordered by the identifiers (lexicographically, a prefix first), then by
   // the subentity.
   friend std::strong_ordering operator<=>(const OdDbFullSubentPath& a, const OdDbFullSubentPath& b) {
-    const std::strong_ordering ids = std::lexicographical_compare_three_way(
-        a.m_objectIds.begin(), a.m_objectIds.end(), b.m_objectIds.begin(), b.m_objectIds.end());
+    const std::strong_ordering ids = std::lexicographical_compare_three_way(a.m_objectIds.begin(), a.m_objectIds.end(),
+                                                                            b.m_objectIds.begin(), b.m_objectIds.end());
     return ids != 0 ? ids : a.m_subentId <=> b.m_subentId;
   }
 

@@ -50,9 +50,7 @@ class UTSDK_EXPORT OdAnsiString {
   friend std::strong_ordering operator<=>(const OdAnsiString& a, const OdAnsiString& b) noexcept {
     return a.compare(b) <=> 0;
   }
-  friend std::strong_ordering operator<=>(const OdAnsiString& a, const char* b) noexcept {
-    return a.compare(b) <=> 0;
-  }
+  friend std::strong_ordering operator<=>(const OdAnsiString& a, const char* b) noexcept { return a.compare(b) <=> 0; }
 
  private:
   std::string m_data;

@@ -138,12 +138,8 @@ class UTSDK_EXPORT OdString {
 
   friend bool operator==(const OdString& a, const OdString& b) noexcept { return a.m_data == b.m_data; }
   friend bool operator==(const OdString& a, const wchar_t* b) noexcept { return a.compare(b) == 0; }
-  friend std::strong_ordering operator<=>(const OdString& a, const OdString& b) noexcept {
-    return a.compare(b) <=> 0;
-  }
-  friend std::strong_ordering operator<=>(const OdString& a, const wchar_t* b) noexcept {
-    return a.compare(b) <=> 0;
-  }
+  friend std::strong_ordering operator<=>(const OdString& a, const OdString& b) noexcept { return a.compare(b) <=> 0; }
+  friend std::strong_ordering operator<=>(const OdString& a, const wchar_t* b) noexcept { return a.compare(b) <=> 0; }
 
  private:
   std::wstring m_data;
@@ -159,7 +155,6 @@ UTSDK_EXPORT OdString operator+(wchar_t a, const OdString& b);
 template <>
 struct std::hash<OdString> {
   std::size_t operator()(const OdString& s) const noexcept {
-    return std::hash<std::wstring_view>{}(
-        std::wstring_view(s.c_str(), static_cast<std::size_t>(s.getLength())));
+    return std::hash<std::wstring_view>{}(std::wstring_view(s.c_str(), static_cast<std::size_t>(s.getLength())));
   }
 };

@@ -60,9 +60,7 @@ class UTSDK_EXPORT OdRxSubclass : public TParent {
     return OdSmartPtr<T>(static_cast<T*>(object->queryX(desc())), kOdRxObjAttach);
   }
 
-  static OdSmartPtr<T> createObject()
-    requires std::is_default_constructible_v<T>
-  {
+  static OdSmartPtr<T> createObject() requires std::is_default_constructible_v<T> {
     return OdSmartPtr<T>(new T(), kOdRxObjAttach);
   }
 
@@ -80,7 +78,6 @@ class UTSDK_EXPORT OdRxSubclass : public TParent {
     OdRxClassSlot<T>::g_pDesc.store(cls, std::memory_order_release);
   }
   static void rxUninit() {
-    if (OdRxClass* cls = OdRxClassSlot<T>::g_pDesc.exchange(nullptr, std::memory_order_acq_rel))
-      deleteOdRxClass(cls);
+    if (OdRxClass* cls = OdRxClassSlot<T>::g_pDesc.exchange(nullptr, std::memory_order_acq_rel)) deleteOdRxClass(cls);
   }
 };

@@ -20,6 +20,4 @@ OdDbHandle::OdDbHandle(const OdString& hex) {
   m_value = value;
 }
 
-OdString OdDbHandle::ascii() const {
-  return OdString().format(L"%llX", static_cast<unsigned long long>(m_value));
-}
+OdString OdDbHandle::ascii() const { return OdString().format(L"%llX", static_cast<unsigned long long>(m_value)); }

@@ -14,9 +14,7 @@
 
 namespace {
 
-std::wstring_view viewOf(const wchar_t* text) noexcept {
-  return text ? std::wstring_view(text) : std::wstring_view();
-}
+std::wstring_view viewOf(const wchar_t* text) noexcept { return text ? std::wstring_view(text) : std::wstring_view(); }
 
 int clampToLength(std::int64_t value, std::size_t length) noexcept {
   return static_cast<int>(std::clamp<std::int64_t>(value, 0, static_cast<std::int64_t>(length)));
@@ -40,9 +38,7 @@ std::int64_t folded(wchar_t unit) noexcept {
   return isCodePoint(unit) ? u_foldCase(static_cast<UChar32>(unit), U_FOLD_CASE_DEFAULT) : codeValue(unit);
 }
 
-bool isWhiteSpace(wchar_t unit) noexcept {
-  return isCodePoint(unit) && u_isUWhiteSpace(static_cast<UChar32>(unit));
-}
+bool isWhiteSpace(wchar_t unit) noexcept { return isCodePoint(unit) && u_isUWhiteSpace(static_cast<UChar32>(unit)); }
 
 // The SDK's non-Windows builds read a bare %s or %c in a wide format as a wide
 // argument, as the Windows C library does, while the C library here reads

@@ -28,8 +28,7 @@ class ClassDictionary {
     if (name.isEmpty()) throw OdError(eInvalidInput, L"A runtime class needs a name");
     if (!parent) throw OdError(eInvalidInput, L"The parent of runtime class " + name + L" is not registered");
     const std::lock_guard lock(m_mutex);
-    if (m_byName.contains(name))
-      throw OdError(eDuplicateKey, L"Runtime class " + name + L" is already registered");
+    if (m_byName.contains(name)) throw OdError(eDuplicateKey, L"Runtime class " + name + L" is already registered");
     return addLocked(name, parent, constructor, callback);
   }
 

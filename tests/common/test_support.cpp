@@ -87,7 +87,8 @@ std::optional<std::string> ChildProcess::readLine(std::chrono::milliseconds time
       return line;
     }
     if (m_out < 0) return std::nullopt;
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) return std::nullopt;
     pollfd pfd{m_out, POLLIN, 0};
     if (::poll(&pfd, 1, static_cast<int>(left.count())) <= 0) continue;
@@ -140,8 +141,7 @@ std::string shellQuote(const std::string& word) {
 }
 
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
-                         const std::filesystem::path& scratch, const std::string& envPrefix,
-                         const std::string& input) {
+                         const std::filesystem::path& scratch, const std::string& envPrefix, const std::string& input) {
   const auto in = scratch / "stdin";
   const auto out = scratch / "stdout";
   const auto err = scratch / "stderr";

@@ -18,8 +18,8 @@
 #include <vector>
 
 using namespace ut;
-using test::str;
 using test::storeValue;
+using test::str;
 
 namespace {
 
@@ -52,16 +52,46 @@ TEST_F(ConfigFacadeTest, EveryGroupHasItsKeyPathAndItsRoute) {
     char base;
     const wchar_t* name;
   };
-  const Row rows[kCfgGroupCount] = {
-      {'R', L""}, {'V', L""}, {'L', L""}, {'P', L""}, {'L', L"Addins"}, {'L', L"Applications"}, {'P', L"Config"},
-      {'P', L"Dialogs"}, {'L', L"Environment"}, {'L', L"Standard"}, {'P', L"Menus"}, {'P', L"MLeader"},
-      {'P', L"Config/Plot"}, {'L', L"Profiles"}, {'P', L"Project Settings"}, {'L', L"Recent Paths"},
-      {'P', L"Recent Paths"}, {'L', L"Recent Sheet Sets"}, {'L', L"Settings"}, {'L', L"Setup"}, {'L', L"Scale List"},
-      {'T', L"Startup"}, {'P', L"StatusBar"}, {'P', L"Config/Tablet"}, {'L', L"TEST"}, {'P', L"Toolbars"},
-      {'P', L"TPSettings"}, {'L', L"User"}, {'P', L"Windows"}, {'P', L"Worksets"}, {'P', L"Quad"},
-      {'P', L"Properties Bar"}, {'P', L"3dMouseMenu"}, {'P', L"HotkeyAssistantContext"}, {'P', L"Map Connections"},
-      {'L', L"Windows"}, {'T', L"Layers Panel"}, {'T', L"Drawing Recovery"}, {'T', L"Ribbon Panel"},
-      {'T', L"Data Collection"}};
+  const Row rows[kCfgGroupCount] = {{'R', L""},
+                                    {'V', L""},
+                                    {'L', L""},
+                                    {'P', L""},
+                                    {'L', L"Addins"},
+                                    {'L', L"Applications"},
+                                    {'P', L"Config"},
+                                    {'P', L"Dialogs"},
+                                    {'L', L"Environment"},
+                                    {'L', L"Standard"},
+                                    {'P', L"Menus"},
+                                    {'P', L"MLeader"},
+                                    {'P', L"Config/Plot"},
+                                    {'L', L"Profiles"},
+                                    {'P', L"Project Settings"},
+                                    {'L', L"Recent Paths"},
+                                    {'P', L"Recent Paths"},
+                                    {'L', L"Recent Sheet Sets"},
+                                    {'L', L"Settings"},
+                                    {'L', L"Setup"},
+                                    {'L', L"Scale List"},
+                                    {'T', L"Startup"},
+                                    {'P', L"StatusBar"},
+                                    {'P', L"Config/Tablet"},
+                                    {'L', L"TEST"},
+                                    {'P', L"Toolbars"},
+                                    {'P', L"TPSettings"},
+                                    {'L', L"User"},
+                                    {'P', L"Windows"},
+                                    {'P', L"Worksets"},
+                                    {'P', L"Quad"},
+                                    {'P', L"Properties Bar"},
+                                    {'P', L"3dMouseMenu"},
+                                    {'P', L"HotkeyAssistantContext"},
+                                    {'P', L"Map Connections"},
+                                    {'L', L"Windows"},
+                                    {'T', L"Layers Panel"},
+                                    {'T', L"Drawing Recovery"},
+                                    {'T', L"Ribbon Panel"},
+                                    {'T', L"Data Collection"}};
   const std::wstring language = L"/TVCAD/V25/en_US/";
   for (int i = 0; i < kCfgGroupCount; ++i) {
     SCOPED_TRACE(i);
@@ -225,7 +255,7 @@ TEST_F(ConfigFacadeTest, EntriesAndGroupsOnBothRoutes) {
     ASSERT_TRUE(Config::writeLong(g, L"A", 1) && Config::writeString(g, L"B", L"b") &&
                 Config::writeLong(g, L"Sub/C", 3) && Config::writeLong(g, L"Sub/Deep/D", 4));
     EXPECT_TRUE(Config::hasEntry(g, L"a") && Config::hasEntry(g, L"Sub/C"));  // names ignore case
-    EXPECT_FALSE(Config::hasEntry(g, L"Sub"));  // a group is not an entry
+    EXPECT_FALSE(Config::hasEntry(g, L"Sub"));                                // a group is not an entry
     EXPECT_TRUE(Config::entryType(g, L"A") == eCfgTypeInteger && Config::entryType(g, L"B") == eCfgTypeString);
     EXPECT_EQ(Config::entryType(g, L"Sub"), eCfgTypeUnknown);  // a key
     EXPECT_TRUE(Config::countEntries(g) == 2 && Config::countGroups(g) == 1);

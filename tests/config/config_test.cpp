@@ -28,9 +28,12 @@ class ConfigPathsTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(ConfigPathsTest, SeparatorsAndRootsByPathKind) {
-  const std::pair<int, wchar_t> separators[] = {{eCfgPathRegistry, L'\\'}, {eCfgPathExport, L'\\'},
-                                                {eCfgPathConfig, L'/'},    {eCfgPathFile, L'/'},
-                                                {4, L'/'},                 {-1, L'/'}};
+  const std::pair<int, wchar_t> separators[] = {{eCfgPathRegistry, L'\\'},
+                                                {eCfgPathExport, L'\\'},
+                                                {eCfgPathConfig, L'/'},
+                                                {eCfgPathFile, L'/'},
+                                                {4, L'/'},
+                                                {-1, L'/'}};
   for (const auto& [kind, separator] : separators) {
     EXPECT_EQ(Config::separator(static_cast<ECfgPathType>(kind)), separator) << kind;
   }

@@ -84,7 +84,8 @@ inline ::testing::AssertionResult sameTree(const ConfigNodeBase* a, const Config
   };
   const auto ca = live(*a);
   const auto cb = live(*b);
-  if (ca.size() != cb.size()) return ::testing::AssertionFailure() << "child counts differ at " << wxString(a->path().c_str());
+  if (ca.size() != cb.size())
+    return ::testing::AssertionFailure() << "child counts differ at " << wxString(a->path().c_str());
   for (std::size_t i = 0; i < ca.size(); ++i) {
     if (auto r = sameTree(ca[i], cb[i], skipA, skipB); !r) return r;
   }

@@ -87,7 +87,8 @@ TEST_F(ConfigExportTest, WritesTheRegistryExportTextByteForByte) {
       "@=\"\"\r\n"
       "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins\\Tools]\r\n"
       "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Addins\\Tools\\Deeper]\r\n"
-      "\"Gr\xC3\xBC\xC3\x9F" "e\"=\"na\xC3\xAFve\"\r\n";
+      "\"Gr\xC3\xBC\xC3\x9F"
+      "e\"=\"na\xC3\xAFve\"\r\n";
   EXPECT_EQ(test::readFileBytes(file()), expected);
 
   // The company key itself, and a path without its leading slash: the text

@@ -88,11 +88,14 @@ TEST(ConfigNodeComparator, CaseInsensitiveCollationAndEmptyPointers) {
 
 TEST(ConfigContainerNode, ChildAtWalksLevelsIgnoringCase) {
   Tree t;
-  const std::pair<const wchar_t*, ConfigNodePtr> cases[] = {
-      {L"a/X", t.x},          {L"a//b///Y", t.y},  // repeated separators are skipped
-      {L"A", t.a},            {L"A/B/", t.b},      // the last component finds a key too
-      {L"missing", nullptr},  {L"A/missing/y", nullptr},
-      {L"z/deeper", nullptr}, {L"", nullptr}};
+  const std::pair<const wchar_t*, ConfigNodePtr> cases[] = {{L"a/X", t.x},
+                                                            {L"a//b///Y", t.y},  // repeated separators are skipped
+                                                            {L"A", t.a},
+                                                            {L"A/B/", t.b},  // the last component finds a key too
+                                                            {L"missing", nullptr},
+                                                            {L"A/missing/y", nullptr},
+                                                            {L"z/deeper", nullptr},
+                                                            {L"", nullptr}};
   for (const auto& [path, expected] : cases) EXPECT_EQ(t.root->childAt(path), expected) << std::wstring(path);
   EXPECT_EQ(t.x->childAt(L"anything"), nullptr);
 }

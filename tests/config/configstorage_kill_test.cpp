@@ -175,8 +175,7 @@ TEST_F(ConfigKillTest, KilledAtRandomTimesLeavesOneWholeTree) {
     char mark = 0;
     const pid_t pid = startFlush(0, mark);
     ASSERT_GT(pid, 0);
-    std::this_thread::sleep_for(
-        std::chrono::microseconds(std::uniform_int_distribution<int>(0, windowMicros)(random)));
+    std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution<int>(0, windowMicros)(random)));
     ::kill(pid, SIGKILL);
     const int status = waitFor(pid);
     ASSERT_EQ(mark, 'r') << "the child ended with " << status << " before flushing";

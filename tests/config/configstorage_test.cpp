@@ -227,10 +227,14 @@ TEST_F(ConfigStorageTest, FlushWritesExactlyTheChanges) {
 
   ASSERT_TRUE(m_storage.flush(tree, true));
   const std::tuple<const wchar_t*, const wchar_t*, const wchar_t*> expected[] = {
-      {L"Config\\Plot", L"Copies", L"n:3"},     {L"Config", L"AUTOSNAP", L"s:text now"},
-      {L"Config", L"OSMODE", L"n:1"},           {L"Config\\Plot", L"Device", L"s:elsewhere"},
-      {L"Config", L"TEMPPREFIX", L"s:D:\\Temp"}, {L"Menus\\Main", L"Item", L"s:Line"},
-      {L"Menus", L"NoValue", L""},              {L"Config", L"Count", L"n:0"},
+      {L"Config\\Plot", L"Copies", L"n:3"},
+      {L"Config", L"AUTOSNAP", L"s:text now"},
+      {L"Config", L"OSMODE", L"n:1"},
+      {L"Config\\Plot", L"Device", L"s:elsewhere"},
+      {L"Config", L"TEMPPREFIX", L"s:D:\\Temp"},
+      {L"Menus\\Main", L"Item", L"s:Line"},
+      {L"Menus", L"NoValue", L""},
+      {L"Config", L"Count", L"n:0"},
       {L"Empty", L"", L"s:now with a default"}};
   for (const auto& [k, name, value] : expected) EXPECT_EQ(stored(k, name), value) << wxString(name);
   EXPECT_TRUE(keyExists(L"Menus\\Blank"));  // a new key without values exists too
@@ -294,14 +298,14 @@ TEST_F(ConfigStorageTest, OverlayReplacesTheOldSubtreeOnce) {
 
 TEST_F(ConfigStorageTest, RoundTripAtSeveralDepths) {
   auto tree = loaded();
-  tree->setString(L"new root default");                 // the root key's own value
-  tree->childAt(L"Config/OSMODE")->setULong(0);           // in place
-  tree->childAt(L"Config/Plot/Device")->setULong(12);     // another type
+  tree->setString(L"new root default");                     // the root key's own value
+  tree->childAt(L"Config/OSMODE")->setULong(0);             // in place
+  tree->childAt(L"Config/Plot/Device")->setULong(12);       // another type
   add(tree->childAt(L"Config"), L"Config/ENV", L"%HOME%");  // letter-case variant of a value
   add(add(add(tree, L"DIALOGS/"), L"DIALOGS/Save/"), L"DIALOGS/Save/Folder", L"E:\\Out");  // replace a subtree
-  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Config/TEMPPREFIX")));  // remove a value
-  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Empty")));               // and a key
-  add(add(tree, L"New/"), L"New/Lines", L"one\ntwo \"quoted\" back\\slash");  // add at depth
+  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Config/TEMPPREFIX")));                     // remove a value
+  ASSERT_TRUE(tree->removeChild(tree->childAt(L"Empty")));                                 // and a key
+  add(add(tree, L"New/"), L"New/Lines", L"one\ntwo \"quoted\" back\\slash");               // add at depth
 
   ASSERT_TRUE(m_storage.flush(tree, true));
   EXPECT_TRUE(test::sameContent(tree, loaded()));

@@ -299,26 +299,31 @@ TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
   test::LogCapture log;
   const std::string missing = (m_store.dir() / "missing.reg").string();
   EXPECT_FALSE(ut::importProfile(missing, L"X", L""));
-  EXPECT_EQ(log.messages(), std::vector<std::wstring>{L"File not found: \"" + wxString(missing).ToStdWstring() + L"\""});
+  EXPECT_EQ(log.messages(),
+            std::vector<std::wstring>{L"File not found: \"" + wxString(missing).ToStdWstring() + L"\""});
 
   const auto refused = [&](const char* name, const char* text) {
     const std::string path = (m_store.dir() / name).string();
     std::ofstream(path, std::ios::binary) << text;
     log.clear();
     EXPECT_FALSE(ut::importProfile(path, L"Keep", L"")) << name;
-    EXPECT_EQ(log.messages(),
-              std::vector<std::wstring>{L"File \"" + wxString(path).ToStdWstring() + L"\" is not a profile of the application"})
+    EXPECT_EQ(log.messages(), std::vector<std::wstring>{L"File \"" + wxString(path).ToStdWstring() +
+                                                        L"\" is not a profile of the application"})
         << name;
   };
   refused("text.reg", "just some text\r\n");
-  refused("other-key.reg", "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\Other]\r\n\"a\"=\"b\"\r\n");
+  refused("other-key.reg",
+          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\Other]\r\n\"a\"=\"b\"\r\n");
   refused("machine.reg",
-          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n");
+          "Windows Registry Editor Version "
+          "5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n");
   refused("two.reg",
-          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
+          "Windows Registry Editor Version "
+          "5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
           "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Q\\Config]\r\n");
   refused("delete.reg",
-          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
+          "Windows Registry Editor Version "
+          "5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
           "\"x\"=-\r\n");
   refused("empty.reg", "");
   EXPECT_EQ(namesOf(*m_manager), names);

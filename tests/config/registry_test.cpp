@@ -35,7 +35,8 @@ class LogCapture : public wxLog {
   std::vector<wxString> messages;
 
   bool contains(const wxString& text) const {
-    return std::any_of(messages.begin(), messages.end(), [&](const wxString& m) { return m.Find(text) != wxNOT_FOUND; });
+    return std::any_of(messages.begin(), messages.end(),
+                       [&](const wxString& m) { return m.Find(text) != wxNOT_FOUND; });
   }
 
  protected:
@@ -112,7 +113,8 @@ TEST_F(RegistryTest, ClosedObjectRefusesEverything) {
   EXPECT_TRUE(!r.verifyData(L"x", false, &why) && !why.isEmpty());
   r.close();  // closing nothing is harmless
   EXPECT_FALSE(r.open(eCurrentUser, L"Software\\TVCAD\\Missing", eRead) || r.open(kBadRoot, L"Software", eRead));
-  EXPECT_FALSE(r.create(kBadRoot, L"Software\\X") || r.create(eCurrentUser, L"Software\\" + OdString(std::wstring(256, L'k'))));
+  EXPECT_FALSE(r.create(kBadRoot, L"Software\\X") ||
+               r.create(eCurrentUser, L"Software\\" + OdString(std::wstring(256, L'k'))));
   EXPECT_FALSE(r.isOpen());
 }
 
@@ -140,15 +142,18 @@ TEST_F(RegistryTest, ReadsAndWritesEachType) {
   EXPECT_TRUE(r.verifyValue(L"TEXT") && r.deleteValue(L"Text")) << "names ignore case";
   EXPECT_FALSE(r.verifyValue(L"Text") || r.deleteValue(L"Text"));
   r.close();
-  EXPECT_TRUE(Registry::verifyValue(eCurrentUser, L"Software\\TVCAD\\Test", L"Number")) << "the data outlives the object";
+  EXPECT_TRUE(Registry::verifyValue(eCurrentUser, L"Software\\TVCAD\\Test", L"Number"))
+      << "the data outlives the object";
 }
 
 TEST_F(RegistryTest, VerifyDataChecksBytesByType) {
   RegKey key = makeKey(L"Software\\TVCAD\\Data");
   // Name, type, bytes; verifyData without and with requireData; a part of the description.
   const std::tuple<const wchar_t*, unsigned, Bytes, bool, bool, const wchar_t*> cases[] = {
-      {L"sz", 1, utf16z(L"abc"), true, true, L"REG_SZ"},     {L"sz-empty", 1, utf16z(L""), true, false, L"empty"},
-      {L"sz-open", 2, {'a', 0}, false, false, L"NUL"},       {L"dword-short", 4, {1, 0}, false, false, L"expected 4"},
+      {L"sz", 1, utf16z(L"abc"), true, true, L"REG_SZ"},
+      {L"sz-empty", 1, utf16z(L""), true, false, L"empty"},
+      {L"sz-open", 2, {'a', 0}, false, false, L"NUL"},
+      {L"dword-short", 4, {1, 0}, false, false, L"expected 4"},
       {L"multi", 7, {'a', 0, 0, 0, 'b', 0, 0, 0, 0, 0}, true, true, L"2 strings"},
       {L"missing", 0, {}, false, false, L"does not exist"},
   };
@@ -239,7 +244,8 @@ TEST_F(RegistryTest, CopyKeyShallowAndRecursive) {
   EXPECT_EQ(raw(dst, L"odd"), std::make_pair(0x42u, Bytes{1, 2}));
   EXPECT_FALSE(Registry::verifyKey(eLocalMachine, L"Software\\Dst\\Sub"));
 
-  ASSERT_TRUE(Registry::copyKey(eCurrentUser, eCurrentUser, L"Software\\TVCAD\\Src", L"Software\\TVCAD\\Deep\\Copy", true));
+  ASSERT_TRUE(
+      Registry::copyKey(eCurrentUser, eCurrentUser, L"Software\\TVCAD\\Src", L"Software\\TVCAD\\Deep\\Copy", true));
   EXPECT_TRUE(Registry::verifyValue(eCurrentUser, L"Software\\TVCAD\\Deep\\Copy\\Sub", L"n"));
   EXPECT_TRUE(Registry::verifyValue(eCurrentUser, L"Software\\TVCAD\\Src\\Sub", L"n"));  // source intact
 
@@ -248,7 +254,8 @@ TEST_F(RegistryTest, CopyKeyShallowAndRecursive) {
   EXPECT_FALSE(Registry::copyKey(eCurrentUser, kBadRoot, L"Software\\TVCAD\\Src", L"Software\\TVCAD\\X", false));
   EXPECT_FALSE(Registry::verifyKey(eCurrentUser, L"Software\\TVCAD\\X"));
   // Never into its own subtree, which would copy without end.
-  EXPECT_FALSE(Registry::copyKey(eCurrentUser, eCurrentUser, L"Software\\TVCAD\\Src", L"Software\\TVCAD\\Src\\Sub\\In", true));
+  EXPECT_FALSE(
+      Registry::copyKey(eCurrentUser, eCurrentUser, L"Software\\TVCAD\\Src", L"Software\\TVCAD\\Src\\Sub\\In", true));
   EXPECT_FALSE(Registry::verifyKey(eCurrentUser, L"Software\\TVCAD\\Src\\Sub\\In"));
 }
 
@@ -269,12 +276,14 @@ TEST_F(RegistryTest, ExportIsExactAndImportsBackByteForByte) {
   std::iota(bytes44.begin(), bytes44.end(), 0);
   const std::vector<Value> values = {
       {L"", 1, utf16z(L""), "@=\"\""},
-      {L"quote\"back\\slash", 1, utf16z(L"\"\\ \\\" end\\"), "\"quote\\\"back\\\\slash\"=\"\\\"\\\\ \\\\\\\" end\\\\\""},
+      {L"quote\"back\\slash", 1, utf16z(L"\"\\ \\\" end\\"),
+       "\"quote\\\"back\\\\slash\"=\"\\\"\\\\ \\\\\\\" end\\\\\""},
       {L"breaks", 1, utf16z(L"lf\ncrlf\r\ncr\rend\n"), "\"breaks\"=\"lf\r\ncrlf\r\r\ncr\rend\r\n\""},
       {L"line\nname", 1, utf16z(L"x"), "\"line\r\nname\"=\"x\""},
       {L"\u00fcn\u00efc\u00f8d\u00e9 \u65e5\u672c", 1, utf16z(L"\u30c6\u30ad\u30b9\u30c8 \u00e9"),
        "\"ünïcødé 日本\"=\"テキスト é\""},
-      {L"injection", 1, utf16z(L"\t[HKCU\\x]\r\n\"y\"=dword:1\r\n;"), "\"injection\"=\"\t[HKCU\\\\x]\r\r\n\\\"y\\\"=dword:1\r\r\n;\""},
+      {L"injection", 1, utf16z(L"\t[HKCU\\x]\r\n\"y\"=dword:1\r\n;"),
+       "\"injection\"=\"\t[HKCU\\\\x]\r\r\n\\\"y\\\"=dword:1\r\r\n;\""},
       {L"surrogates", 1, {0x3d, 0xd8, 0x00, 0xde, 0, 0}, "\"surrogates\"=\"\xF0\x9F\x98\x80\""},
       {std::wstring(L"lone") + lone, 1, {0x3d, 0xd8, 0, 0}, "\"lone\xED\xB0\x80\"=hex(1):3d,d8,00,00"},
       {L"no terminator", 1, {'a', 0}, "\"no terminator\"=hex(1):61,00"},
@@ -315,8 +324,9 @@ TEST_F(RegistryTest, ExportIsExactAndImportsBackByteForByte) {
   const auto expected = [&](bool all) {
     std::string text = kHeader + "[HKEY_CURRENT_USER\\Software\\TVCAD\\Round]\r\n";
     for (const auto& v : values) text += all || interpreted(v) ? v.line + "\r\n" : "";
-    return text + "[HKEY_CURRENT_USER\\Software\\TVCAD\\Round\\Empty]\r\n"
-                  "[HKEY_CURRENT_USER\\Software\\TVCAD\\Round\\Sub é [x]]\r\n\"n\"=dword:00000007\r\n";
+    return text +
+           "[HKEY_CURRENT_USER\\Software\\TVCAD\\Round\\Empty]\r\n"
+           "[HKEY_CURRENT_USER\\Software\\TVCAD\\Round\\Sub é [x]]\r\n\"n\"=dword:00000007\r\n";
   };
 
   ASSERT_TRUE(Registry::exportKey(L"HKEY_CURRENT_USER\\Software\\TVCAD\\Round", path("round.reg"), true));
@@ -390,15 +400,15 @@ TEST_F(RegistryTest, WindowsExportsImportAndExportAgain) {
   RegKey samples(eCurrentUser, L"Software\\TVCAD\\Samples");
   ASSERT_TRUE(samples.open(eRead));
   EXPECT_EQ(raw(samples, L"Empty"), std::make_pair(1u, utf16z(L"")));
-  EXPECT_TRUE(samples.queryValue(L"\u00dcn\u00efc\u00f8d\u00e9 name", s) && s == L"\u65e5\u672c\u8a9e\u30c6\u30ad\u30b9\u30c8");
+  EXPECT_TRUE(samples.queryValue(L"\u00dcn\u00efc\u00f8d\u00e9 name", s) &&
+              s == L"\u65e5\u672c\u8a9e\u30c6\u30ad\u30b9\u30c8");
   EXPECT_TRUE(samples.queryValue(L"", s) && s == L"default value");
 
   for (const auto& [file, keyName] : files) {
     const std::string original = test::readFileBytes(dir + file);
     ASSERT_EQ(original.rfind("\xFF\xFE", 0), 0u) << file;
     wxString text(original.data() + 2, wxMBConvUTF16LE(), original.size() - 2);
-    while (text.Replace("\r\n\r\n", "\r\n")) {
-    }
+    while (text.Replace("\r\n\r\n", "\r\n")) {}
     ASSERT_TRUE(Registry::exportKey(keyName, path("again.reg"), true));
     EXPECT_EQ(test::readFileBytes(m_dir / "again.reg"), text.utf8_string()) << file;
   }
@@ -406,25 +416,25 @@ TEST_F(RegistryTest, WindowsExportsImportAndExportAgain) {
 
 TEST_F(RegistryTest, ImportRefusesMissingAndHeaderlessFiles) {
   LogCapture log;
-  EXPECT_FALSE(Registry::importKey(path("none.reg"), false) || import("[HKCU\\Software\\TVCAD\\H]\r\n\"a\"=dword:1\r\n"));
+  EXPECT_FALSE(Registry::importKey(path("none.reg"), false) ||
+               import("[HKCU\\Software\\TVCAD\\H]\r\n\"a\"=dword:1\r\n"));
   EXPECT_FALSE(Registry::importKey(path("none.reg"), true));
   EXPECT_EQ(log.messages, (std::vector<wxString>{"line 1: not a registry export file: the first line must be "
-                                                  "\"Windows Registry Editor Version 5.00\"",
-                                                  "File not found"}));
+                                                 "\"Windows Registry Editor Version 5.00\"",
+                                                 "File not found"}));
   EXPECT_FALSE(Registry::verifyKey(eCurrentUser, L"Software\\TVCAD\\H"));
 }
 
 TEST_F(RegistryTest, MalformedEntriesAreSkippedOneByOneWithoutDamage) {
   // One bad entry (it may span lines), how many lines it takes, a part of the message.
   const std::tuple<const char*, int, const char*> cases[] = {
-      {"\"Keep\"=hex:01,zz,03", 1, "bad hex"},      {"\"Keep\"=hex:01,02,\\\r\n  03,0g", 2, "bad hex"},
-      {"\"Keep\"=hex:01,02,\\", 1, "truncated hex"}, {"\"Keep\"", 1, "truncated"},
-      {"\"Keep\" dword:1", 1, "expected \"=\""},    {"\"Keep\"=dword:123456789", 1, "bad dword"},
-      {"\"Keep\"=qword:12", 1, "unknown value type"},
-      {"\"Keep\"=hex(zz):12", 1, "bad type number"}, {"\"Keep\"=\"x\" y", 1, "unexpected text"},
-      {"\"Keep\"=\"never closed", 1, "unterminated"}, {"\"Keep=\"x\"", 1, "expected \"=\""},
-      {"\"Keep=dword:1", 1, "unterminated"},         {"\"Keep\"=-x", 1, "unexpected text"},
-      {"garbage here", 1, "unrecognised line"},
+      {"\"Keep\"=hex:01,zz,03", 1, "bad hex"},        {"\"Keep\"=hex:01,02,\\\r\n  03,0g", 2, "bad hex"},
+      {"\"Keep\"=hex:01,02,\\", 1, "truncated hex"},  {"\"Keep\"", 1, "truncated"},
+      {"\"Keep\" dword:1", 1, "expected \"=\""},      {"\"Keep\"=dword:123456789", 1, "bad dword"},
+      {"\"Keep\"=qword:12", 1, "unknown value type"}, {"\"Keep\"=hex(zz):12", 1, "bad type number"},
+      {"\"Keep\"=\"x\" y", 1, "unexpected text"},     {"\"Keep\"=\"never closed", 1, "unterminated"},
+      {"\"Keep=\"x\"", 1, "expected \"=\""},          {"\"Keep=dword:1", 1, "unterminated"},
+      {"\"Keep\"=-x", 1, "unexpected text"},          {"garbage here", 1, "unrecognised line"},
   };
   for (const auto& [entry, lines, what] : cases) {
     SCOPED_TRACE(entry);
@@ -455,29 +465,33 @@ TEST_F(RegistryTest, ImportDeletionsAndBadKeyLines) {
   const std::string tooLong(300, 'k');  // key names hold 255 UTF-16 units
   LogCapture log;
   EXPECT_FALSE(import(kHeader +
-                      "\"Early\"=dword:1\r\n"                                   // 2: before any key
-                      "[HKCU\\Software\\TVCAD\\Good]\r\n"                       // 3
-                      "\"G\"=dword:1\r\n"                                       // 4
-                      "\"a\"=-\r\n"                                             // 5
-                      "\"missing\"=-\r\n"                                       // 6
-                      "[HKCU\\Software\\\\Path]\r\n"                            // 7: empty component
-                      "\"Lost\"=dword:1\r\n"                                    // 8: dropped with its key
-                      "\"Lost2\"=hex:zz\r\n"                                    // 9: dropped silently too
-                      "[HKCU\\Software\\Unclosed\r\n"                           // 10
-                      "\"Lost\"=dword:1\r\n"                                    // 11
-                      "[HKEY_BOGUS\\Software]\r\n"                              // 12
-                      "\"Lost\"=dword:1\r\n"                                    // 13
-                      "[-HKEY_CURRENT_USER\\Software\\TVCAD\\Gone]\r\n"         // 14
-                      "[-HKEY_CURRENT_USER\\Software\\TVCAD\\Never\\Was]\r\n"   // 15
-                      "\"Lost\"=dword:1\r\n"                                    // 16: after a deletion
-                      "[-HKCU]\r\n"                                             // 17: a root cannot go
-                      "[\\Software]\r\n"                                        // 18: no root
-                      "[HKCU\\Software\\TVCAD\\" + tooLong + "]\r\n"            // 19
-                      "\"Lost\"=dword:1\r\n"                                    // 20
-                      "[HKCU\\Software\\TVCAD\\" + tooLong + "\\Sub]\r\n"       // 21
-                      "\"Lost\"=dword:1\r\n"                                    // 22
-                      "[HKCU\\Software\\TVCAD\\Good]\r\n"                       // 23
-                      "\"H\"=dword:2\r\n"));                                    // 24
+                      "\"Early\"=dword:1\r\n"                                  // 2: before any key
+                      "[HKCU\\Software\\TVCAD\\Good]\r\n"                      // 3
+                      "\"G\"=dword:1\r\n"                                      // 4
+                      "\"a\"=-\r\n"                                            // 5
+                      "\"missing\"=-\r\n"                                      // 6
+                      "[HKCU\\Software\\\\Path]\r\n"                           // 7: empty component
+                      "\"Lost\"=dword:1\r\n"                                   // 8: dropped with its key
+                      "\"Lost2\"=hex:zz\r\n"                                   // 9: dropped silently too
+                      "[HKCU\\Software\\Unclosed\r\n"                          // 10
+                      "\"Lost\"=dword:1\r\n"                                   // 11
+                      "[HKEY_BOGUS\\Software]\r\n"                             // 12
+                      "\"Lost\"=dword:1\r\n"                                   // 13
+                      "[-HKEY_CURRENT_USER\\Software\\TVCAD\\Gone]\r\n"        // 14
+                      "[-HKEY_CURRENT_USER\\Software\\TVCAD\\Never\\Was]\r\n"  // 15
+                      "\"Lost\"=dword:1\r\n"                                   // 16: after a deletion
+                      "[-HKCU]\r\n"                                            // 17: a root cannot go
+                      "[\\Software]\r\n"                                       // 18: no root
+                      "[HKCU\\Software\\TVCAD\\" +
+                      tooLong +
+                      "]\r\n"                 // 19
+                      "\"Lost\"=dword:1\r\n"  // 20
+                      "[HKCU\\Software\\TVCAD\\" +
+                      tooLong +
+                      "\\Sub]\r\n"                         // 21
+                      "\"Lost\"=dword:1\r\n"               // 22
+                      "[HKCU\\Software\\TVCAD\\Good]\r\n"  // 23
+                      "\"H\"=dword:2\r\n"));               // 24
   std::vector<wxString> lines;
   for (const auto& m : log.messages) lines.push_back(m.BeforeFirst(':'));
   EXPECT_EQ(lines, (std::vector<wxString>{"line 2", "line 7", "line 10", "line 12", "line 16", "line 17", "line 18",

@@ -279,8 +279,8 @@ TEST_F(TracerTest, AssertCallbacksRunInListOrderOnceEachAndMayChangeTheList) {
   ut::removeAssertCallback(nullptr);     // unknown or null: harmless
   ut::removeAssertCallback(&recordAssert);
   ut::callAssert("e", nullptr, "f", 1);
-  EXPECT_EQ(g_asserts, (std::vector<std::string>{"a > b|bad|src/x|12", "second", "second", "selfRemoving",
-                                                 "e|m|f|3", "second", "third"}));
+  EXPECT_EQ(g_asserts, (std::vector<std::string>{"a > b|bad|src/x|12", "second", "second", "selfRemoving", "e|m|f|3",
+                                                 "second", "third"}));
 }
 
 // --- threads ---------------------------------------------------------------------------------

@@ -53,10 +53,9 @@ TEST(PlatformMountInfo, ParsesFieldsEscapesAndOptionalTags) {
     parsed.push_back(e.mountPoint + "|" + e.fsType + "|" + e.source + "|" + std::to_string(e.major) + ":" +
                      std::to_string(e.minor));
   }
-  EXPECT_EQ(parsed, (std::vector<std::string>{"/proc|proc|proc|0:21", "/|ext4|/dev/vda3|254:3",
-                                              "/mnt/my share|nfs4|server:/export|0:50",
-                                              "/media/back\\slash|fuse.sshfs|user@host:/|0:51",
-                                              "/media/usb|vfat|/dev/sdb1|8:17"}));
+  EXPECT_EQ(parsed, (std::vector<std::string>{
+                        "/proc|proc|proc|0:21", "/|ext4|/dev/vda3|254:3", "/mnt/my share|nfs4|server:/export|0:50",
+                        "/media/back\\slash|fuse.sshfs|user@host:/|0:51", "/media/usb|vfat|/dev/sdb1|8:17"}));
   EXPECT_TRUE(up::parseMountInfo("").empty());
 }
 

@@ -68,7 +68,9 @@ TEST_F(DebugOutputTest, HandlerReceivesTextUntilRestoredToStderr) {
   redirectStderr();
   ut::setDebugOutputHandler({});
   up::outputDebugString(L"to stderr: Grüße €\n");
-  EXPECT_EQ(restoreStderr(), "to stderr: Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC\n");
+  EXPECT_EQ(restoreStderr(),
+            "to stderr: Gr\xC3\xBC\xC3\x9F"
+            "e \xE2\x82\xAC\n");
   EXPECT_EQ(texts, (std::vector<std::wstring>{L"first line\r\n", L"Grüße \U0001F600", L"cut", L""}));
 }
 

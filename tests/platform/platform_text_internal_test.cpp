@@ -16,12 +16,58 @@ int sign(int v) { return (v > 0) - (v < 0); }
 // A varied set: case pairs, accents in both normal forms, other scripts,
 // astral characters, punctuation, digits, empty and invalid code points.
 std::vector<std::wstring> sampleStrings() {
-  return {L"", L"a", L"A", L"b", L"B", L"ab", L"Ab", L"aB", L"abc", L"ABC", L"abd", L"Straße", L"STRASSE",
-          L"strasse", L"résumé", L"RÉSUMÉ", L"re\u0301sume\u0301", L"resume", L"Resume", L"éclair", L"eclair",
-          L"zebra", L"Zebra", L"Äpfel", L"apfel", L"ÄPFEL", L"Ωμέγα", L"ΩΜΈΓΑ", L"дом", L"ДОМ", L"中文", L"日本語",
-          L"\U0001F600", L"\U0001F600a", L"\U00010400", L"\U00010428", L"x\U0001D11Ey", L"1", L"10", L"2", L"a b",
-          L"a-b", L"a_b", L"a.b", L"file.DWG", L"FILE.dwg", L"Profile 1", L"profile 1", L"ıi", L"İI",
-          std::wstring(1, static_cast<wchar_t>(0xD800)), std::wstring(1, static_cast<wchar_t>(0x110000)),
+  return {L"",
+          L"a",
+          L"A",
+          L"b",
+          L"B",
+          L"ab",
+          L"Ab",
+          L"aB",
+          L"abc",
+          L"ABC",
+          L"abd",
+          L"Straße",
+          L"STRASSE",
+          L"strasse",
+          L"résumé",
+          L"RÉSUMÉ",
+          L"re\u0301sume\u0301",
+          L"resume",
+          L"Resume",
+          L"éclair",
+          L"eclair",
+          L"zebra",
+          L"Zebra",
+          L"Äpfel",
+          L"apfel",
+          L"ÄPFEL",
+          L"Ωμέγα",
+          L"ΩΜΈΓΑ",
+          L"дом",
+          L"ДОМ",
+          L"中文",
+          L"日本語",
+          L"\U0001F600",
+          L"\U0001F600a",
+          L"\U00010400",
+          L"\U00010428",
+          L"x\U0001D11Ey",
+          L"1",
+          L"10",
+          L"2",
+          L"a b",
+          L"a-b",
+          L"a_b",
+          L"a.b",
+          L"file.DWG",
+          L"FILE.dwg",
+          L"Profile 1",
+          L"profile 1",
+          L"ıi",
+          L"İI",
+          std::wstring(1, static_cast<wchar_t>(0xD800)),
+          std::wstring(1, static_cast<wchar_t>(0x110000)),
           std::wstring(L"a\0b", 3)};
 }
 
@@ -41,13 +87,22 @@ TEST(PlatformCompareNoCase, IgnoresCaseNotAccentsAndOrdersLinguistically) {
     const wchar_t* b;
     int expected;
   };
-  const Case cases[] = {
-      {L"abc", L"ABC", 0}, {L"Résumé", L"RÉSUMÉ", 0}, {L"ДОМ", L"дом", 0}, {L"\U00010400", L"\U00010428", 0},
-      {L"Straße", L"STRAẞE", 0}, {L"", L"", 0}, {L"RE\u0301SUME\u0301", L"résumé", 0},  // canonical equivalence
-      // Accents are a difference; so is length.
-      {L"resume", L"résumé", -1}, {L"Apfel", L"Äpfel", -1}, {L"abc", L"abcd", -1}, {L"", L"a", -1},
-      // Not code point order: "B" < "a" by code point, "é" > "z".
-      {L"apple", L"Banana", -1}, {L"éclair", L"zebra", -1}, {L"ab", L"A", 1}};
+  const Case cases[] = {{L"abc", L"ABC", 0},
+                        {L"Résumé", L"RÉSUMÉ", 0},
+                        {L"ДОМ", L"дом", 0},
+                        {L"\U00010400", L"\U00010428", 0},
+                        {L"Straße", L"STRAẞE", 0},
+                        {L"", L"", 0},
+                        {L"RE\u0301SUME\u0301", L"résumé", 0},  // canonical equivalence
+                        // Accents are a difference; so is length.
+                        {L"resume", L"résumé", -1},
+                        {L"Apfel", L"Äpfel", -1},
+                        {L"abc", L"abcd", -1},
+                        {L"", L"a", -1},
+                        // Not code point order: "B" < "a" by code point, "é" > "z".
+                        {L"apple", L"Banana", -1},
+                        {L"éclair", L"zebra", -1},
+                        {L"ab", L"A", 1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(up::toUtf8(c.a) + " vs " + up::toUtf8(c.b));
     EXPECT_EQ(sign(up::compareNoCase(c.a, c.b)), c.expected);

@@ -71,16 +71,16 @@ TEST_F(RegConfigTest, TypesAndConversions) {
   ASSERT_TRUE(raw.setExpandString("exp", "%PATH%") && raw.setRawValue("multi", eRegMultiSz, "a\0\0\0", 4));
 
   using E = wxConfigBase::EntryType;
-  const std::pair<const char*, E> types[] = {{"num", E::Type_Integer},  {"big", E::Type_Integer},   {"str", E::Type_String},
-                                             {"exp", E::Type_String},   {"bin", E::Type_Unknown},   {"multi", E::Type_Unknown},
-                                             {"missing", E::Type_Unknown}};
+  const std::pair<const char*, E> types[] = {
+      {"num", E::Type_Integer}, {"big", E::Type_Integer},   {"str", E::Type_String},     {"exp", E::Type_String},
+      {"bin", E::Type_Unknown}, {"multi", E::Type_Unknown}, {"missing", E::Type_Unknown}};
   for (const auto& [name, type] : types) EXPECT_EQ(m_config.GetEntryType(name), type) << name;
   EXPECT_EQ(raw.valueType("u32"), eRegDword) << "32-bit numbers stay DWORDs";
   EXPECT_EQ(raw.valueType("big"), eRegQword) << "wider ones are not cut";
 
   // Numbers from numbers and decimal strings only; every number reads as text.
-  const std::pair<const char*, long> numbers[] = {
-      {"num", 42}, {"numStr", 123}, {"neg", -1}, {"u32", -1}, {"big", 5000000000L}, {"str", 77}, {"bin", 77}};
+  const std::pair<const char*, long> numbers[] = {{"num", 42},          {"numStr", 123}, {"neg", -1}, {"u32", -1},
+                                                  {"big", 5000000000L}, {"str", 77},     {"bin", 77}};
   for (const auto& [name, expected] : numbers) EXPECT_EQ(m_config.ReadLong(name, 77), expected) << name;
   EXPECT_EQ(m_config.Read("str", ""), "hello");
   EXPECT_EQ(m_config.Read("num", ""), "42");
@@ -107,7 +107,8 @@ TEST_F(RegConfigTest, GroupsAndEntries) {
 
   // A group that does not exist enumerates as empty.
   m_config.SetPath("/nowhere");
-  EXPECT_TRUE(names(m_config, true).empty() && names(m_config, false).empty() && m_config.GetNumberOfEntries(true) == 0);
+  EXPECT_TRUE(names(m_config, true).empty() && names(m_config, false).empty() &&
+              m_config.GetNumberOfEntries(true) == 0);
   wxString name;
   long index = 5;
   EXPECT_FALSE(m_config.GetNextEntry(name, index));

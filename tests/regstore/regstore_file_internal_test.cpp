@@ -109,11 +109,14 @@ TEST(RegStoreFileRefused, UnusableFilesStayByteForByte) {
   };
   const Case cases[] = {
       {"file is not a database", [&](const fs::path& d) { return withBytes(d / "registry.db", noise); }},
-      {"not a registry store", [](const fs::path& d) { return withSql(d / "x.db", "CREATE TABLE t(n); INSERT INTO t VALUES(1);"); }},
-      {"not a registry store", [](const fs::path& d) { return withSql(d / "x.db", "CREATE TABLE keys(x); CREATE TABLE vals(y);"); }},
+      {"not a registry store",
+       [](const fs::path& d) { return withSql(d / "x.db", "CREATE TABLE t(n); INSERT INTO t VALUES(1);"); }},
+      {"not a registry store",
+       [](const fs::path& d) { return withSql(d / "x.db", "CREATE TABLE keys(x); CREATE TABLE vals(y);"); }},
       {"newer version of the program (store format 2;",
        [](const fs::path& d) { return withSql(d / "registry.db", "PRAGMA user_version = 2;", true); }},
-      {"format is damaged", [](const fs::path& d) { return withSql(d / "registry.db", "PRAGMA user_version = 0;", true); }},
+      {"format is damaged",
+       [](const fs::path& d) { return withSql(d / "registry.db", "PRAGMA user_version = 0;", true); }},
       {"", [&](const fs::path& d) { return damagedSchema(d / "registry.db"); }},
       {"not a regular file", [](const fs::path& d) { return fs::create_directory(d / "folder.db"), d / "folder.db"; }},
       {"is not a folder", [](const fs::path& d) { return withBytes(d / "plain", "x") / "registry.db"; }},

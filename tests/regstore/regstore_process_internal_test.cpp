@@ -154,9 +154,9 @@ TEST(RegStoreProcesses, FirstUseByManyProcessesAtOnce) {
   const auto go = dir / "go";
   std::vector<std::unique_ptr<ChildProcess>> children;
   for (int w = 0; w < 4; ++w) {
-    children.push_back(std::make_unique<ChildProcess>(
-        UT_TEST_CHILD,
-        Args{"--store", file.string(), "--go", go.string(), "write", "Software\\Init", "20", "p" + std::to_string(w) + "-"}));
+    children.push_back(
+        std::make_unique<ChildProcess>(UT_TEST_CHILD, Args{"--store", file.string(), "--go", go.string(), "write",
+                                                           "Software\\Init", "20", "p" + std::to_string(w) + "-"}));
   }
   ASSERT_TRUE(test::writeFileBytes(go, "go"));
   for (auto& child : children) EXPECT_EQ(child->wait(std::chrono::seconds(120)), 0);

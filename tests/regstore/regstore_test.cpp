@@ -62,10 +62,15 @@ class RegStoreTest : public ::testing::Test {
 TEST(RegRootNames, LongAndShortFormsIgnoringCase) {
   EXPECT_EQ(rootKeyName(-1), "");
   EXPECT_EQ(rootKeyName(5), "");
-  const std::pair<const wchar_t*, ERootKey> good[] = {
-      {L"HKEY_CLASSES_ROOT", eClassesRoot}, {L"hkcr", eClassesRoot},      {L"HKEY_current_USER", eCurrentUser},
-      {L"HKCU", eCurrentUser},              {L"HKLM", eLocalMachine},     {L"hkey_users", eUsers},
-      {L"HKU", eUsers},                     {L"HKCC", eCurrentConfig},    {L"HKEY_CURRENT_CONFIG", eCurrentConfig}};
+  const std::pair<const wchar_t*, ERootKey> good[] = {{L"HKEY_CLASSES_ROOT", eClassesRoot},
+                                                      {L"hkcr", eClassesRoot},
+                                                      {L"HKEY_current_USER", eCurrentUser},
+                                                      {L"HKCU", eCurrentUser},
+                                                      {L"HKLM", eLocalMachine},
+                                                      {L"hkey_users", eUsers},
+                                                      {L"HKU", eUsers},
+                                                      {L"HKCC", eCurrentConfig},
+                                                      {L"HKEY_CURRENT_CONFIG", eCurrentConfig}};
   for (const auto& [text, expected] : good) {
     ERootKey root = eClassesRoot;
     EXPECT_TRUE(parseRootKeyName(text, root) && root == expected) << text;
@@ -112,16 +117,26 @@ TEST_F(RegStoreTest, DataSurvivesReopening) {
 TEST_F(RegStoreTest, WritesUseTheWindowsByteForm) {
   using Set = std::function<bool(RegKey&)>;
   const std::tuple<Set, unsigned, Bytes> cases[] = {
-      {[](RegKey& k) { return k.setValue("v", wxString(L"A\u00E9\U0001F600")); }, 1, {0x41, 0, 0xE9, 0, 0x3D, 0xD8, 0, 0xDE, 0, 0}},
+      {[](RegKey& k) { return k.setValue("v", wxString(L"A\u00E9\U0001F600")); },
+       1,
+       {0x41, 0, 0xE9, 0, 0x3D, 0xD8, 0, 0xDE, 0, 0}},
       {[](RegKey& k) { return k.setValue("v", wxString()); }, 1, {0, 0}},
       {[](RegKey& k) { return k.setExpandString("v", "%A%"); }, 2, {'%', 0, 'A', 0, '%', 0, 0, 0}},
       {[](RegKey& k) { return k.setValue("v", 0x12345678L); }, 4, {0x78, 0x56, 0x34, 0x12}},
       {[](RegKey& k) { return k.setValue("v", 0x100000005L); }, 4, {5, 0, 0, 0}},  // the low 32 bits
       {[](RegKey& k) { return k.setValue("v", -2L); }, 4, {0xFE, 0xFF, 0xFF, 0xFF}},
       {[](RegKey& k) { return k.setValue64("v", 0x0102030405060708LL); }, 11, {8, 7, 6, 5, 4, 3, 2, 1}},
-      {[](RegKey& k) { return k.setMultiString("v", {"ab", "c"}); }, 7, {'a', 0, 'b', 0, 0, 0, 'c', 0, 0, 0, 0, 0}},
+      {[](RegKey& k) {
+         return k.setMultiString("v", {"ab", "c"});
+       },
+       7,
+       {'a', 0, 'b', 0, 0, 0, 'c', 0, 0, 0, 0, 0}},
       {[](RegKey& k) { return k.setValue("v", bufferOf({})); }, 3, {}},
-      {[](RegKey& k) { return k.setValue("v", bufferOf({0, 1, 0, 0xFF})); }, 3, {0, 1, 0, 0xFF}},
+      {[](RegKey& k) {
+         return k.setValue("v", bufferOf({0, 1, 0, 0xFF}));
+       },
+       3,
+       {0, 1, 0, 0xFF}},
       // Any type number and any bytes are kept as given.
       {[](RegKey& k) { return k.setRawValue("v", 0, "\xDE\xAD", 2); }, 0, {0xDE, 0xAD}},
       {[](RegKey& k) { return k.setRawValue("v", 0xFFFFFFFFu, "\xDE", 1); }, 0xFFFFFFFFu, {0xDE}},
@@ -165,10 +180,14 @@ TEST_F(RegStoreTest, TypedValuesRoundTrip) {
 // type fails and leaves its output alone.
 TEST_F(RegStoreTest, ReadsOfOtherFormsAndTypes) {
   const std::tuple<unsigned, Bytes, std::optional<wxString>> strings[] = {
-      {1, {'h', 0, 'i', 0}, wxString("hi")},          {1, {'h', 0, 'i', 0, 0}, wxString("hi")},
-      {1, {'h', 0, 'i', 0, 0, 0, 0, 0}, wxString("hi")}, {1, {'a', 0, 0, 0, 'b', 0, 0, 0}, wxString(L"a\0b", 3)},
-      {1, {'x'}, wxString()},                           {2, {0x00, 0xD8, 'z', 0}, wxString(wxUniChar(0xD800)) + "z"},
-      {4, {5, 0, 0, 0}, std::nullopt},                  {7, {'a', 0, 0, 0, 0, 0}, std::nullopt},
+      {1, {'h', 0, 'i', 0}, wxString("hi")},
+      {1, {'h', 0, 'i', 0, 0}, wxString("hi")},
+      {1, {'h', 0, 'i', 0, 0, 0, 0, 0}, wxString("hi")},
+      {1, {'a', 0, 0, 0, 'b', 0, 0, 0}, wxString(L"a\0b", 3)},
+      {1, {'x'}, wxString()},
+      {2, {0x00, 0xD8, 'z', 0}, wxString(wxUniChar(0xD800)) + "z"},
+      {4, {5, 0, 0, 0}, std::nullopt},
+      {7, {'a', 0, 0, 0, 0, 0}, std::nullopt},
       {3, {'a', 0, 0, 0}, std::nullopt}};
   for (const auto& [type, data, text] : strings) {
     ASSERT_TRUE(m_key.setRawValue("s", type, data.data(), data.size()));
@@ -184,9 +203,17 @@ TEST_F(RegStoreTest, ReadsOfOtherFormsAndTypes) {
   EXPECT_FALSE(m_key.queryMultiString("s", list)) << "binary data is no list";
 
   // Numbers: from a decimal string, never from other bytes.
-  const std::pair<const wchar_t*, std::optional<std::int64_t>> numbers[] = {
-      {L"123", 123}, {L"-45", -45}, {L"+17", 17}, {L"-9223372036854775808", INT64_MIN}, {L"9223372036854775807", INT64_MAX},
-      {L"9223372036854775808", {}}, {L"", {}}, {L"12x", {}}, {L" 1", {}}, {L"0x10", {}}, {L"\u0661\u0662", {}}};
+  const std::pair<const wchar_t*, std::optional<std::int64_t>> numbers[] = {{L"123", 123},
+                                                                            {L"-45", -45},
+                                                                            {L"+17", 17},
+                                                                            {L"-9223372036854775808", INT64_MIN},
+                                                                            {L"9223372036854775807", INT64_MAX},
+                                                                            {L"9223372036854775808", {}},
+                                                                            {L"", {}},
+                                                                            {L"12x", {}},
+                                                                            {L" 1", {}},
+                                                                            {L"0x10", {}},
+                                                                            {L"\u0661\u0662", {}}};
   for (const auto& [text, expected] : numbers) {
     ASSERT_TRUE(m_key.setValue("n", text));
     std::int64_t q = 77;
@@ -203,7 +230,8 @@ TEST_F(RegStoreTest, ReadsOfOtherFormsAndTypes) {
 }
 
 TEST_F(RegStoreTest, DefaultValueOddNamesAndOrder) {
-  const wxString names[] = {"", "with\\backslash", wxString(L"nul\0inside", 10), wxString(L"\U0001F600"), "zeta", "Alpha"};
+  const wxString names[] = {"",     "with\\backslash", wxString(L"nul\0inside", 10), wxString(L"\U0001F600"), "zeta",
+                            "Alpha"};
   for (long i = 0; i < 6; ++i) ASSERT_TRUE(m_key.setValue(names[i], i));
   for (long i = 0; i < 6; ++i) EXPECT_EQ(longValue(m_key, names[i]), i) << names[i];
   EXPECT_FALSE(m_key.hasValue("nul"));
@@ -229,14 +257,16 @@ TEST_F(RegStoreTest, NamesIgnoreCaseOverUnicode) {
     EXPECT_EQ(longValue(m_key, first), i) << "the second spelling wrote the same value";
   }
   EXPECT_FALSE(m_key.hasValue(L"uber")) << "accents are not case";
-  EXPECT_EQ(valueNames(m_key), (std::vector<wxString>{L"ÜBER", L"ΣΊΣΥΦΟΣ", L"ДОМ", L"Straße"})) << "the first spelling stays";
+  EXPECT_EQ(valueNames(m_key), (std::vector<wxString>{L"ÜBER", L"ΣΊΣΥΦΟΣ", L"ДОМ", L"Straße"}))
+      << "the first spelling stays";
   // Keys alike.
   ASSERT_TRUE(makeKey(L"Software\\TVCAD\\Test\\Ärger\\ΣΟΦΙΑ").setValue("x", 1L));
   RegKey other(eCurrentUser, L"software\\tvcad\\TEST\\äRGER\\σοφια");
   EXPECT_TRUE(other.open() && other.hasValue("X"));
   EXPECT_TRUE(other.create()) << "creating an existing key opens it";
   // Subkeys enumerate sorted without regard to case.
-  for (const wchar_t* name : {L"b", L"C", L"a", L"B2", L"Ωmega", L"älpha", L"A1"}) ASSERT_TRUE(RegKey(m_key, name).create());
+  for (const wchar_t* name : {L"b", L"C", L"a", L"B2", L"Ωmega", L"älpha", L"A1"})
+    ASSERT_TRUE(RegKey(m_key, name).create());
   EXPECT_EQ(subKeys(m_key), (std::vector<wxString>{"a", "A1", "b", "B2", "C", L"älpha", L"Ärger", L"Ωmega"}));
   EXPECT_EQ(m_key.subKeyCount(), 8u);
 }
@@ -245,7 +275,8 @@ TEST_F(RegStoreTest, PathsAndInvalidNames) {
   RegKey key(eCurrentUser, "\\Software\\TVCAD\\Test\\");
   EXPECT_EQ(key.path(), "Software\\TVCAD\\Test");
   RegKey sub(key, "Child\\Grandchild");
-  EXPECT_EQ(sub.fullName() + "|" + sub.name(), "HKEY_CURRENT_USER\\Software\\TVCAD\\Test\\Child\\Grandchild|Grandchild");
+  EXPECT_EQ(sub.fullName() + "|" + sub.name(),
+            "HKEY_CURRENT_USER\\Software\\TVCAD\\Test\\Child\\Grandchild|Grandchild");
   ASSERT_TRUE(sub.create());
   EXPECT_TRUE(m_key.hasSubKey("CHILD\\grandchild"));
   EXPECT_FALSE(m_key.hasSubKey("Grandchild") || m_key.hasSubKey(""));
@@ -254,8 +285,9 @@ TEST_F(RegStoreTest, PathsAndInvalidNames) {
   EXPECT_TRUE(rootKey.open() && rootKey.setValue("onRoot", 1L)) << "a root holds values like any key";
 
   // Empty components, over-long names and bad roots address nothing.
-  for (const RegKey& bad : {RegKey(eCurrentUser, "Software\\\\X"), RegKey(eCurrentUser, "Software\\" + wxString(L'n', 256)),
-                            RegKey(static_cast<ERootKey>(7), "Software"), RegKey(key, ""), RegKey()}) {
+  for (const RegKey& bad :
+       {RegKey(eCurrentUser, "Software\\\\X"), RegKey(eCurrentUser, "Software\\" + wxString(L'n', 256)),
+        RegKey(static_cast<ERootKey>(7), "Software"), RegKey(key, ""), RegKey()}) {
     RegKey k(bad);
     EXPECT_FALSE(k.create() || k.open() || k.exists()) << k.path();
   }
@@ -282,7 +314,8 @@ TEST_F(RegStoreTest, ClosedMissingAndReadOnlyKeysFailCleanly) {
   ASSERT_TRUE(m_key.open(eRead) && m_key.queryValue("v", v));
   EXPECT_FALSE(m_key.setValue("v", 2L) || m_key.deleteValue("v") || m_key.deleteKey("x") || m_key.deleteSelf());
   EXPECT_TRUE(m_key.open(eWrite) && m_key.setValue("v", 2L));
-  EXPECT_FALSE(m_key.queryValue("nope", s) || m_key.hasValue("nope") || m_key.deleteValue("nope") || m_key.deleteKey("nope"));
+  EXPECT_FALSE(m_key.queryValue("nope", s) || m_key.hasValue("nope") || m_key.deleteValue("nope") ||
+               m_key.deleteKey("nope"));
   EXPECT_EQ(m_key.valueType("nope"), eRegNone);
 }
 
@@ -370,4 +403,3 @@ TEST_F(RegStoreTest, KeyIdsCreatedInARolledBackTransaction) {
   EXPECT_FALSE(ghost.exists() || ghost.hasValue("o") || ghost.setValue("o", 3L));
   EXPECT_EQ(longValue(other, "o"), 2);
 }
-

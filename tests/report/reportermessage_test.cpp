@@ -194,4 +194,3 @@ TEST(ReporterMessageOrderTest, MixedKindsCompareOnCommonFieldsOnly) {
   expectOrdered(ids, fsp);
   expectOrdered(fsp, callback);
 }
-

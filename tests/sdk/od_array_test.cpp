@@ -18,9 +18,14 @@ TEST(OdArray, BadIndicesThrowOutOfRangeAndChangeNothing) {
     }
     return -1;
   };
-  const std::function<void()> bad[] = {[&] { a.at(2); },         [&] { ca.at(2); },      [&] { a[2]; },
-                                       [&] { ca[static_cast<unsigned>(-1)]; }, [&] { a.removeAt(2); },
-                                       [&] { a.insertAt(3, 0); },  [&] { empty.first(); }, [&] { empty.last(); },
+  const std::function<void()> bad[] = {[&] { a.at(2); },
+                                       [&] { ca.at(2); },
+                                       [&] { a[2]; },
+                                       [&] { ca[static_cast<unsigned>(-1)]; },
+                                       [&] { a.removeAt(2); },
+                                       [&] { a.insertAt(3, 0); },
+                                       [&] { empty.first(); },
+                                       [&] { empty.last(); },
                                        [&] { empty.removeAt(0); }};
   for (std::size_t i = 0; i < std::size(bad); ++i) EXPECT_EQ(codeOf(bad[i]), eOutOfRange) << "case " << i;
   EXPECT_EQ(a, (OdArray<int>{10, 20}));

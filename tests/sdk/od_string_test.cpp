@@ -62,12 +62,13 @@ TEST(OdStringUtf8, RoundTripAndIllFormedInput) {
   EXPECT_EQ(withNull.getLength(), 3);
   EXPECT_EQ(withNull.toUtf8(), std::string("a\0b", 3));
   // Each maximal ill-formed piece becomes one U+FFFD; what follows survives.
-  const std::pair<std::string, OdString> broken[] = {
-      {"a\xC3", OdString(L"a") + kReplacement},            // truncated at the end
-      {"\xE2\x82" "A", OdString(kReplacement) + L'A'},     // truncated before ASCII
-      {"\xC0\xAF", OdString(kReplacement, 2)},             // overlong
-      {"\xED\xA0\x80", OdString(kReplacement, 3)},         // encoded surrogate
-      {"\x80x\xFF", OdString(kReplacement) + L'x' + kReplacement}};
+  const std::pair<std::string, OdString> broken[] = {{"a\xC3", OdString(L"a") + kReplacement},  // truncated at the end
+                                                     {"\xE2\x82"
+                                                      "A",
+                                                      OdString(kReplacement) + L'A'},          // truncated before ASCII
+                                                     {"\xC0\xAF", OdString(kReplacement, 2)},  // overlong
+                                                     {"\xED\xA0\x80", OdString(kReplacement, 3)},  // encoded surrogate
+                                                     {"\x80x\xFF", OdString(kReplacement) + L'x' + kReplacement}};
   for (const auto& [bytes, expected] : broken) EXPECT_EQ(OdString::fromUtf8(bytes), expected);
   // Surrogate values and values beyond U+10FFFF have no UTF-8 form.
   EXPECT_EQ(units({0xD800, 0x110000, -1}).toUtf8(), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
@@ -101,13 +102,17 @@ TEST(OdStringCompare, CaseInsensitiveOverUnicodeWithSimpleFolding) {
     OdString b;
     int sign;
   };
-  const Case cases[] = {
-      {L"Hello", L"hELLO", 0}, {L"apple", L"BANANA", -1}, {L"abc", L"ABCD", -1}, {L"ABCD", L"abc", 1},
-      {L"\u00C9T\u00C9", L"\u00E9t\u00E9", 0}, {L"\u041F\u0420\u0418", L"\u043F\u0440\u0438", 0},
-      {L"\u039F\u03A3", L"\u03BF\u03C2", 0}, {L"\u03C3", L"\u03C2", 0},  // final, small and capital sigma
-      {OdString(kDeseretCapital), OdString(kDeseretSmall), 0},
-      {L"\u00DF", L"ss", 1},  // simple folding maps one code point to one: sharp s is not "ss"
-      {L"e", L"\u00E9", -1}};
+  const Case cases[] = {{L"Hello", L"hELLO", 0},
+                        {L"apple", L"BANANA", -1},
+                        {L"abc", L"ABCD", -1},
+                        {L"ABCD", L"abc", 1},
+                        {L"\u00C9T\u00C9", L"\u00E9t\u00E9", 0},
+                        {L"\u041F\u0420\u0418", L"\u043F\u0440\u0438", 0},
+                        {L"\u039F\u03A3", L"\u03BF\u03C2", 0},
+                        {L"\u03C3", L"\u03C2", 0},  // final, small and capital sigma
+                        {OdString(kDeseretCapital), OdString(kDeseretSmall), 0},
+                        {L"\u00DF", L"ss", 1},  // simple folding maps one code point to one: sharp s is not "ss"
+                        {L"e", L"\u00E9", -1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.a.toUtf8() + " vs " + c.b.toUtf8());
     const int r = c.a.iCompare(c.b);
@@ -135,9 +140,8 @@ TEST(OdStringFormat, PrintfSemanticsWithWideStrings) {
   OdString s(L"old content");
   s.format(L"<%s>%d", big.c_str(), 5);
   EXPECT_EQ(s, L"<" + big + L">5");
-  EXPECT_EQ(formatted(L"%0500d%0500d%0500d", 1, 2, 3), std::wstring(499, L'0') + L"1" + std::wstring(499, L'0') +
-                                                           L"2" + std::wstring(499, L'0') + L"3");
+  EXPECT_EQ(formatted(L"%0500d%0500d%0500d", 1, 2, 3),
+            std::wstring(499, L'0') + L"1" + std::wstring(499, L'0') + L"2" + std::wstring(499, L'0') + L"3");
   EXPECT_TRUE(OdString(L"x").format(nullptr).isEmpty());
   EXPECT_TRUE(OdString(L"x").format(L"").isEmpty());
 }
-

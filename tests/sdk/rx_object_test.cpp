@@ -66,7 +66,7 @@ TEST(RxRefCount, ObjectDiesExactlyWithItsLastReference) {
   EXPECT_EQ(first->numRefs(), 1);
   {
     OdSmartPtr<TestShape> second = first;
-    OdRxObjectPtr asBase = second;  // an up-cast shares the same count
+    OdRxObjectPtr asBase = second;               // an up-cast shares the same count
     OdSmartPtr<TestShape> fromRaw(first.get());  // a raw pointer adds a reference
     EXPECT_EQ(first->numRefs(), 4);
     EXPECT_EQ(asBase, first);
@@ -135,4 +135,3 @@ TEST_F(RxClasses, CreateObjectByName) {
     EXPECT_TRUE(odrxCreateObject(name).isNull()) << OdString(name).toUtf8();
   }
 }
-

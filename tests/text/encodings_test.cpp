@@ -13,9 +13,8 @@ namespace {
 // The fourteen codes applied one after the other, as the definition reads.
 OdString stepwiseDecode(OdString s) {
   static const std::pair<const wchar_t*, const wchar_t*> codes[] = {
-      {L"%22", L"\""}, {L"%2A", L"*"}, {L"%2C", L","}, {L"%2F", L"/"}, {L"%3A", L":"},
-      {L"%3B", L";"},  {L"%3C", L"<"}, {L"%3D", L"="}, {L"%3E", L">"}, {L"%3F", L"?"},
-      {L"%5C", L"\\"}, {L"%60", L"`"}, {L"%7C", L"|"}, {L"%25", L"%"}};
+      {L"%22", L"\""}, {L"%2A", L"*"}, {L"%2C", L","}, {L"%2F", L"/"},  {L"%3A", L":"}, {L"%3B", L";"}, {L"%3C", L"<"},
+      {L"%3D", L"="},  {L"%3E", L">"}, {L"%3F", L"?"}, {L"%5C", L"\\"}, {L"%60", L"`"}, {L"%7C", L"|"}, {L"%25", L"%"}};
   for (const auto& [code, character] : codes) s.replace(code, character);
   return s;
 }
@@ -35,9 +34,9 @@ TEST(PercentEncoding, EveryForbiddenCharacterAndOnlyThose) {
     EXPECT_EQ(percentDecode(encoded), OdString(decoded));
   }
   // Lower case, other codes, cut-off codes are left alone; decoding happens once.
-  const std::pair<const wchar_t*, const wchar_t*> decodeOnly[] = {
-      {L"%2a%2f", L"%2a%2f"}, {L"%41%20", L"%41%20"}, {L"100%", L"100%"}, {L"%%3A", L"%:"},
-      {L"%2", L"%2"},         {L"%253A", L"%3A"}};
+  const std::pair<const wchar_t*, const wchar_t*> decodeOnly[] = {{L"%2a%2f", L"%2a%2f"}, {L"%41%20", L"%41%20"},
+                                                                  {L"100%", L"100%"},     {L"%%3A", L"%:"},
+                                                                  {L"%2", L"%2"},         {L"%253A", L"%3A"}};
   for (const auto& [input, expected] : decodeOnly) EXPECT_EQ(percentDecode(input), OdString(expected)) << input;
 }
 
@@ -62,9 +61,13 @@ TEST(PercentEncoding, RoundTripsAndMatchesStepwiseDecoding) {
 // --- base64 -------------------------------------------------------------------------
 
 TEST(Base64, Rfc4648VectorsWithAndWithoutPadding) {
-  const std::pair<const char*, const char*> vectors[] = {
-      {"", ""},             {"Zg==", "f"},         {"Zm8=", "fo"},        {"Zm9v", "foo"},
-      {"Zm9vYg==", "foob"}, {"Zm9vYmE=", "fooba"}, {"Zm9vYmFy", "foobar"}};
+  const std::pair<const char*, const char*> vectors[] = {{"", ""},
+                                                         {"Zg==", "f"},
+                                                         {"Zm8=", "fo"},
+                                                         {"Zm9v", "foo"},
+                                                         {"Zm9vYg==", "foob"},
+                                                         {"Zm9vYmE=", "fooba"},
+                                                         {"Zm9vYmFy", "foobar"}};
   for (const auto& [encoded, decoded] : vectors) {
     EXPECT_EQ(base64_decode(encoded), decoded) << encoded;
     EXPECT_EQ(base64_encode(decoded), encoded) << decoded;
@@ -77,13 +80,17 @@ TEST(Base64, Rfc4648VectorsWithAndWithoutPadding) {
 }
 
 TEST(Base64, StopsAtTheFirstCharacterOutsideTheAlphabet) {
-  const std::pair<std::string, std::string> standard[] = {
-      {"Zm9v YmFy", "foo"}, {"Zm9vY-Fy", "foo"} /* '-' is base64url only */, {"Zg==Zm9v", "f"}, {"=Zm9v", ""},
-      {"Z", ""} /* a lone character makes no byte */, {std::string("Zm9v\0YmFy", 9), "foo"},
-      {"Zm9v\xc3\xa9YmFy", "foo"}, {"-_-_", ""}};
+  const std::pair<std::string, std::string> standard[] = {{"Zm9v YmFy", "foo"},
+                                                          {"Zm9vY-Fy", "foo"} /* '-' is base64url only */,
+                                                          {"Zg==Zm9v", "f"},
+                                                          {"=Zm9v", ""},
+                                                          {"Z", ""} /* a lone character makes no byte */,
+                                                          {std::string("Zm9v\0YmFy", 9), "foo"},
+                                                          {"Zm9v\xc3\xa9YmFy", "foo"},
+                                                          {"-_-_", ""}};
   for (const auto& [input, expected] : standard) EXPECT_EQ(base64_decode(input), expected) << input;
-  for (const auto& [input, expected] : {std::pair{"Zm9v+YmFy", "foo"}, {"Zm9v/YmFy", "foo"}, {"Zm9vYg=x", "foob"},
-                                        {"+/+/", ""}}) {
+  for (const auto& [input, expected] :
+       {std::pair{"Zm9v+YmFy", "foo"}, {"Zm9v/YmFy", "foo"}, {"Zm9vYg=x", "foob"}, {"+/+/", ""}}) {
     EXPECT_EQ(base64Url_decode(input), expected) << input;
   }
   // The two alphabets differ only in these two characters.

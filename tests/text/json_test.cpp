@@ -37,9 +37,9 @@ std::wstring messageOf(const std::function<void()>& call) {
 TEST(JsonTypes, NumbersAndNames) {
   const JsonObject o = parsedObject(kSample);
   const std::pair<const char*, EJsonType> members[] = {
-      {"inner", eJsonObject}, {"list", eJsonArray}, {"name", eJsonString}, {"on", eJsonBool},
+      {"inner", eJsonObject}, {"list", eJsonArray},   {"name", eJsonString}, {"on", eJsonBool},
       {"count", eJsonInt},    {"negative", eJsonInt}, {"huge", eJsonInt},  // unsigned literals are "int" too
-      {"ratio", eJsonReal},   {"exp", eJsonReal},  // an exponent makes a real
+      {"ratio", eJsonReal},   {"exp", eJsonReal},                          // an exponent makes a real
       {"none", eJsonNull}};
   for (const auto& [key, type] : members) {
     EXPECT_EQ(jsonType(o.at(key)), type) << key;

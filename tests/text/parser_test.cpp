@@ -48,7 +48,9 @@ TEST(CStringParser, DocumentedPairsAndEdgeCases) {
       {L"a={x{y}} rest", true, L"} rest", {{L"a", L"x{y"}}},
       {L"a={1}b={2} tail", true, L"tail", {{L"a", L"1"}, {L"b", L"2"}}},
       // The message keeps its own inner and trailing spaces.
-      {L"   ", true, L"", {}}, {L"", true, L"", {}}, {L"  word", true, L"word", {}},
+      {L"   ", true, L"", {}},
+      {L"", true, L"", {}},
+      {L"  word", true, L"word", {}},
       {L"p={1}   spaced   out  ", true, L"spaced   out  ", {{L"p", L"1"}}},
       // A bare '=' at the end, or "=" followed by something else, ends the attributes.
       {L"p={1} key=", true, L"key=", {{L"p", L"1"}}},

@@ -47,8 +47,8 @@ inline locale_t generateLocale(const std::string& name, const std::string& sourc
   if (!fs::exists("/usr/share/i18n/locales/" + source, ec)) return nullptr;
   const fs::path dir = fs::temp_directory_path(ec) / ("ut-locale-" + std::to_string(::getpid()));
   if (ec || !fs::create_directories(dir, ec)) return nullptr;
-  const std::string command = "localedef -i " + source + " -f " + charmap + " '" + (dir / name).string() +
-                              "' >/dev/null 2>&1";
+  const std::string command =
+      "localedef -i " + source + " -f " + charmap + " '" + (dir / name).string() + "' >/dev/null 2>&1";
   locale_t handle = nullptr;
   if (std::system(command.c_str()) == 0) {
     const char* oldPath = std::getenv("LOCPATH");

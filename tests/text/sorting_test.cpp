@@ -27,12 +27,55 @@ int sign(int v) { return (v > 0) - (v < 0); }
 // characters straddle every boundary of the collation cache (below and above
 // 256, the BMP's end) and include values that are not characters at all.
 std::wstring randomName(std::mt19937& rng) {
-  static const std::vector<std::wstring> pieces = {
-      L"a", L"A", L"b", L"B", L"z", L"Z", L"0", L"00", L"007", L"1", L"9", L"10", L"99", L"100", L"12345",
-      L" ", L"-", L"_", L".", L",", L"(", L")", L"~", L"é", L"É", L"ß", L"ü", L"Ü", L"ø", L"ÿ", L"Ā", L"ł",
-      L"Ω", L"ω", L"中", L"文", L"\U0001F600", L"\U0010FFFF", L"\uFFFD", L"file", L"File", L"IMG_", L"v1.2",
-      L"x0y", L"\u00A0", L"\u0301", std::wstring(1, static_cast<wchar_t>(0xD800)),
-      std::wstring(1, static_cast<wchar_t>(0x110000)), std::wstring(1, static_cast<wchar_t>(-1))};
+  static const std::vector<std::wstring> pieces = {L"a",
+                                                   L"A",
+                                                   L"b",
+                                                   L"B",
+                                                   L"z",
+                                                   L"Z",
+                                                   L"0",
+                                                   L"00",
+                                                   L"007",
+                                                   L"1",
+                                                   L"9",
+                                                   L"10",
+                                                   L"99",
+                                                   L"100",
+                                                   L"12345",
+                                                   L" ",
+                                                   L"-",
+                                                   L"_",
+                                                   L".",
+                                                   L",",
+                                                   L"(",
+                                                   L")",
+                                                   L"~",
+                                                   L"é",
+                                                   L"É",
+                                                   L"ß",
+                                                   L"ü",
+                                                   L"Ü",
+                                                   L"ø",
+                                                   L"ÿ",
+                                                   L"Ā",
+                                                   L"ł",
+                                                   L"Ω",
+                                                   L"ω",
+                                                   L"中",
+                                                   L"文",
+                                                   L"\U0001F600",
+                                                   L"\U0010FFFF",
+                                                   L"\uFFFD",
+                                                   L"file",
+                                                   L"File",
+                                                   L"IMG_",
+                                                   L"v1.2",
+                                                   L"x0y",
+                                                   L"\u00A0",
+                                                   L"\u0301",
+                                                   std::wstring(1, static_cast<wchar_t>(0xD800)),
+                                                   std::wstring(1, static_cast<wchar_t>(0x110000)),
+                                                   std::wstring(1, static_cast<wchar_t>(-1))};
   std::uniform_int_distribution<std::size_t> count(0, 7);
   std::uniform_int_distribution<std::size_t> pick(0, pieces.size() - 1);
   std::wstring s;
@@ -76,16 +119,24 @@ TEST(StrCmpAlphanum, NaturalOrderConsequencesAndCaseFlag) {
     bool caseSensitive;
     int sign;
   };
-  const Case cases[] = {
-      {L"a9", L"a10", true, -1}, {L"x2y", L"x10y", true, -1}, {L"a01", L"a1", true, -1}, {L"abc", L"abd", true, -1},
-      {L"ab", L"abc", true, -1}, {L"file12.txt", L"file12.txt", true, 0}, {L"", L"", true, 0}, {L"", L"a", true, -1},
-      // Numerically equal runs, then '0' collates before '7' at position 0.
-      {L"007", L"7", true, -1},
-      // A longer run is larger whatever its digits.
-      {L"99", L"100", true, -1},
-      // Only ASCII digits form runs: Arabic-Indic digits are plain characters.
-      {L"\u0669", L"\u0661\u0660", true, 1},
-      {L"B", L"a", true, -1}, {L"B", L"a", false, 1}, {L"ABC10", L"abc10", false, 0}, {L"ABC10", L"abc10", true, -1}};
+  const Case cases[] = {{L"a9", L"a10", true, -1},
+                        {L"x2y", L"x10y", true, -1},
+                        {L"a01", L"a1", true, -1},
+                        {L"abc", L"abd", true, -1},
+                        {L"ab", L"abc", true, -1},
+                        {L"file12.txt", L"file12.txt", true, 0},
+                        {L"", L"", true, 0},
+                        {L"", L"a", true, -1},
+                        // Numerically equal runs, then '0' collates before '7' at position 0.
+                        {L"007", L"7", true, -1},
+                        // A longer run is larger whatever its digits.
+                        {L"99", L"100", true, -1},
+                        // Only ASCII digits form runs: Arabic-Indic digits are plain characters.
+                        {L"\u0669", L"\u0661\u0660", true, 1},
+                        {L"B", L"a", true, -1},
+                        {L"B", L"a", false, 1},
+                        {L"ABC10", L"abc10", false, 0},
+                        {L"ABC10", L"abc10", true, -1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(std::wstring(c.a) + L" vs " + c.b);
     EXPECT_EQ(sign(strCmpAlphanum(c.a, c.b, c.caseSensitive)), c.sign);
@@ -140,8 +191,8 @@ TEST(StrCmpAlphanum, AgreesWithDirectCollationInEveryLocaleFromConcurrentThreads
           const int reverse = strCmpAlphanum(b.c_str(), a.c_str(), caseSensitive);
           if ((expected != actual || sign(actual) != -sign(reverse)) && ++mismatches[l] < 5) {
             ADD_FAILURE() << locale.name << ": '" << std::string(a.begin(), a.end()) << "' vs '"
-                          << std::string(b.begin(), b.end()) << "' case " << caseSensitive << ": expected "
-                          << expected << ", got " << actual << " and " << reverse << " reversed";
+                          << std::string(b.begin(), b.end()) << "' case " << caseSensitive << ": expected " << expected
+                          << ", got " << actual << " and " << reverse << " reversed";
           }
         }
       }

@@ -66,7 +66,7 @@ struct NumberCase {
 
 TEST(IsNumber, IntegersStoreTheParsedValue) {
   const NumberCase<long> longs[] = {{L" 42 ", true, 42}, {L"-17\t\n", true, -17}, {L"42x", false, 42},
-                                    {L"1 2", false, 1},   {L"", false, 0},          {L"   ", false, 0},
+                                    {L"1 2", false, 1},  {L"", false, 0},         {L"   ", false, 0},
                                     {L"0x10", false, 0}};  // base 10 only
   for (const auto& c : longs) {
     long value = -1;
@@ -95,8 +95,8 @@ TEST(IsNumber, FloatingPointFallbackAndIntegerTest) {
     bool number;
     bool integer;
   };
-  const Case cases[] = {{L" -2.5e3 ", true, false}, {L".5", true, false},   {L"1e3", true, false},
-                        {L" 7 ", true, true},         {L"1.5.2", false, false}, {L".", false, false}};
+  const Case cases[] = {{L" -2.5e3 ", true, false}, {L".5", true, false},     {L"1e3", true, false},
+                        {L" 7 ", true, true},       {L"1.5.2", false, false}, {L".", false, false}};
   for (const Case& c : cases) {
     EXPECT_EQ(isNumber(c.text), c.number) << c.text;
     EXPECT_EQ(isInteger(c.text), c.integer) << c.text;
@@ -200,12 +200,12 @@ TEST(OdStringOps, TrimTrailingZeros) {
 }
 
 TEST(OdStringOps, PrefixAndSuffixIgnoreCaseNotAccents) {
-  for (const auto& [text, prefix] : {std::pair{L"Hello", L"HE"}, {L"Hello", L""}, {L"Hello", L"hello"},
-                                     {L"\u00c9cole", L"\u00e9c"}}) {
+  for (const auto& [text, prefix] :
+       {std::pair{L"Hello", L"HE"}, {L"Hello", L""}, {L"Hello", L"hello"}, {L"\u00c9cole", L"\u00e9c"}}) {
     EXPECT_TRUE(startsWith(text, prefix)) << text << " " << prefix;
   }
-  for (const auto& [text, prefix] : {std::pair{L"Hello", L"Helloo"}, {L"Hello", L"ello"}, {L"", L"a"},
-                                     {L"Ecole", L"\u00e9c"}}) {
+  for (const auto& [text, prefix] :
+       {std::pair{L"Hello", L"Helloo"}, {L"Hello", L"ello"}, {L"", L"a"}, {L"Ecole", L"\u00e9c"}}) {
     EXPECT_FALSE(startsWith(text, prefix)) << text << " " << prefix;
   }
   EXPECT_TRUE(endsWith(L"drawing.DWG", L".dwg"));
@@ -274,10 +274,10 @@ TEST(NarrowWide, Utf8RoundTripAtEveryEncodingBoundary) {
 
 TEST(NarrowWide, BrokenBytesAndNonCharactersBecomeReplacement) {
   const std::pair<std::string, std::wstring> broken[] = {
-      {"\xC0\xAF", L"\uFFFD\uFFFD"},                  // overlong lead bytes
-      {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD"},        // encoded surrogate
+      {"\xC0\xAF", L"\uFFFD\uFFFD"},                      // overlong lead bytes
+      {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD"},            // encoded surrogate
       {"\xF4\x90\x80\x80", L"\uFFFD\uFFFD\uFFFD\uFFFD"},  // past U+10FFFF
-      {"a\xE2\x82", L"a\uFFFD"},                      // cut short at the end
+      {"a\xE2\x82", L"a\uFFFD"},                          // cut short at the end
       {"bad \x80\xFF byte", L"bad \uFFFD\uFFFD byte"}};
   for (const auto& [in, expected] : broken) EXPECT_EQ(s2ws(in), expected);
   for (long bad : {0xD800L, 0x110000L, -5L}) {

@@ -36,7 +36,8 @@ class ToolTest : public ::testing::Test {
 ::testing::AssertionResult exited(const Result& r, int expected) {
   if (r.status == expected) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "exit status " << r.status << ", expected " << expected << "\nstdout:\n"
-                                       << r.out << "stderr:\n" << r.err;
+                                       << r.out << "stderr:\n"
+                                       << r.err;
 }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
@@ -64,15 +65,23 @@ TEST_F(ToolTest, OverviewOnAFreshMachineCreatesNothing) {
 TEST_F(ToolTest, BadCommandLinesExitWithTwo) {
   const std::string key = "HKCU\\Software\\TVCAD\\X";
   const Args cases[] = {
-      {"bogus"}, {"reg"}, {"reg", "frobnicate"}, {"reg", "query"}, {"reg", "query", "HKCU\\Software", "--bogus"},
-      {"reg", "query", "HKEY_NOWHERE\\Software"}, {"reg", "query", "HKCU\\Software", "-v", "x", "--ve"},
+      {"bogus"},
+      {"reg"},
+      {"reg", "frobnicate"},
+      {"reg", "query"},
+      {"reg", "query", "HKCU\\Software", "--bogus"},
+      {"reg", "query", "HKEY_NOWHERE\\Software"},
+      {"reg", "query", "HKCU\\Software", "-v", "x", "--ve"},
       {"reg", "add", key, "-v", "n", "-t", "REG_FLOAT", "-d", "1"},
       {"reg", "add", key, "-v", "n", "-t", "REG_DWORD", "-d", "12abc"},
       {"reg", "add", key, "-v", "n", "-t", "REG_DWORD", "-d", "4294967296"},
       {"reg", "add", key, "-v", "n", "-t", "REG_BINARY", "-d", "abc"},
       {"reg", "add", key, "-v", "n", "-t", "REG_MULTI_SZ", "-d", "a\\0\\0b"},
-      {"reg", "add", "HKCU\\Software\\\\TVCAD"}, {"reg", "delete", "HKCU\\Software", "--va", "--ve"},
-      {"reg", "export", "HKCU\\Software"}, {"reg", "copy", key}, {"reg", "import"},
+      {"reg", "add", "HKCU\\Software\\\\TVCAD"},
+      {"reg", "delete", "HKCU\\Software", "--va", "--ve"},
+      {"reg", "export", "HKCU\\Software"},
+      {"reg", "copy", key},
+      {"reg", "import"},
   };
   for (const auto& args : cases) {
     Args full = {"--store", storeFile()};
@@ -107,18 +116,19 @@ TEST_F(ToolTest, AddEveryTypeAndQuery) {
 
   Result r = reg({"query", key});
   EXPECT_TRUE(exited(r, 0));
-  EXPECT_EQ(r.out, key + "\n"
-                         "    (Default)    REG_SZ    default text\n"
-                         "    Sz    REG_SZ    h\xC3\xA9llo\n"
-                         "    Expand    REG_EXPAND_SZ    %TEMP%\\x\n"
-                         "    Multi    REG_MULTI_SZ    one\\0two\n"
-                         "    Dword    REG_DWORD    0xffffffff\n"
-                         "    Dec    REG_DWORD    0x2a\n"
-                         "    Qword    REG_QWORD    0x1da223e15f1f34e\n"
-                         "    Bin    REG_BINARY    00FF10\n"
-                         "    None    REG_NONE    \n"
-                         "\n" +
-                         key + "\\Child\n");
+  EXPECT_EQ(r.out, key +
+                       "\n"
+                       "    (Default)    REG_SZ    default text\n"
+                       "    Sz    REG_SZ    h\xC3\xA9llo\n"
+                       "    Expand    REG_EXPAND_SZ    %TEMP%\\x\n"
+                       "    Multi    REG_MULTI_SZ    one\\0two\n"
+                       "    Dword    REG_DWORD    0xffffffff\n"
+                       "    Dec    REG_DWORD    0x2a\n"
+                       "    Qword    REG_QWORD    0x1da223e15f1f34e\n"
+                       "    Bin    REG_BINARY    00FF10\n"
+                       "    None    REG_NONE    \n"
+                       "\n" +
+                       key + "\\Child\n");
   r = reg({"query", "hkcu\\Software\\TVCAD\\Tool", "-v", "dec"});
   EXPECT_TRUE(exited(r, 0));
   EXPECT_EQ(r.out, key + "\n    Dec    REG_DWORD    0x2a\n\n");
@@ -150,12 +160,13 @@ TEST_F(ToolTest, OverwritingAndDeletingNeedForce) {
 
 TEST_F(ToolTest, FailuresExitWithOne) {
   ASSERT_EQ(reg({"add", "HKCU\\Software\\TVCAD\\K"}).status, 0);
-  for (const Args& args : {Args{"query", "HKCU\\Software\\TVCAD\\Missing"}, Args{"query", "HKCU\\Software\\TVCAD\\K", "-v", "missing"},
-                           Args{"delete", "HKCU\\Software\\TVCAD\\K", "-v", "missing", "-f"},
-                           Args{"delete", "HKCU\\Software\\TVCAD\\Missing", "-f"},
-                           Args{"export", "HKCU\\Software\\TVCAD\\Missing", (m_dir / "x.reg").string()},
-                           Args{"import", (m_dir / "none.reg").string()},
-                           Args{"copy", "HKCU\\Software\\TVCAD\\Missing", "HKCU\\Software\\TVCAD\\Y", "-f"}}) {
+  for (const Args& args :
+       {Args{"query", "HKCU\\Software\\TVCAD\\Missing"}, Args{"query", "HKCU\\Software\\TVCAD\\K", "-v", "missing"},
+        Args{"delete", "HKCU\\Software\\TVCAD\\K", "-v", "missing", "-f"},
+        Args{"delete", "HKCU\\Software\\TVCAD\\Missing", "-f"},
+        Args{"export", "HKCU\\Software\\TVCAD\\Missing", (m_dir / "x.reg").string()},
+        Args{"import", (m_dir / "none.reg").string()},
+        Args{"copy", "HKCU\\Software\\TVCAD\\Missing", "HKCU\\Software\\TVCAD\\Y", "-f"}}) {
     EXPECT_TRUE(exited(reg(args), 1)) << args[0] << " " << args[1];
   }
   // A store file that is not a store: the command fails and names it.
@@ -195,10 +206,11 @@ TEST_F(ToolTest, ExportImportAndCopy) {
               ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\TVCAD\\X", L"t"));
 
   // A partly bad file: the good entries land, the bad one is named, exit 1.
-  ASSERT_TRUE(ut::test::writeFileBytes(file, "Windows Registry Editor Version 5.00\r\n"
-                                             "[HKEY_CURRENT_USER\\Software\\TVCAD\\Imp]\r\n"
-                                             "\"bad\"=dword:xyz\r\n"
-                                             "\"good\"=\"yes\"\r\n"));
+  ASSERT_TRUE(ut::test::writeFileBytes(file,
+                                       "Windows Registry Editor Version 5.00\r\n"
+                                       "[HKEY_CURRENT_USER\\Software\\TVCAD\\Imp]\r\n"
+                                       "\"bad\"=dword:xyz\r\n"
+                                       "\"good\"=\"yes\"\r\n"));
   const Result r = reg({"import", file});
   EXPECT_TRUE(exited(r, 1) && contains(r.err, "line 3:")) << r.err;
   EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\TVCAD\\Imp", L"good"));

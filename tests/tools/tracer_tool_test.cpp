@@ -38,7 +38,9 @@ TEST_F(ToolTraceTest, WithoutLevelEverythingIsTracedInScopes) {
   const std::string expected = "1> ut --store " + store + " --trace " + tracePath() +
                                " reg add HKCU\\Software\\Test -v Name -d text -f\n"
                                "1> Call reg add()\n"
-                               "1>   open the store " + store + "\n"
+                               "1>   open the store " +
+                               store +
+                               "\n"
                                "2>   store open\n"
                                "1>   create or open the key HKEY_CURRENT_USER\\Software\\Test\n"
                                "1>   write the value Name as REG_SZ\n"

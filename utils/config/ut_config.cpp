@@ -37,7 +37,7 @@ enum class EBase { eRoot, eVersion, eLanguage, eProfile, eNone };
 struct GroupInfo {
   const wchar_t* name;  // enumerator name
   EBase base;
-  const wchar_t* key;   // below the base, "/"-separated, without the final "/"
+  const wchar_t* key;  // below the base, "/"-separated, without the final "/"
 };
 
 constexpr std::array<GroupInfo, kCfgGroupCount> kGroups = {{

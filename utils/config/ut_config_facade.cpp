@@ -27,17 +27,46 @@ namespace {
 // The key of each tree group relative to the current profile; null for the
 // groups served by the wxConfigBase. Group 13 is the whole profiles tree.
 constexpr std::array<const wchar_t*, kCfgGroupCount> kTreePaths = {{
-    nullptr, nullptr, nullptr, L"",             // 0-3
-    nullptr, nullptr, L"Config/", L"Dialogs/",  // 4-7
-    nullptr, nullptr, L"Menus/", L"MLeader/",   // 8-11
-    L"Config/Plot/", L"",                       // 12-13
-    L"Project Settings/", nullptr,              // 14-15
-    L"Recent Paths/", nullptr, nullptr, nullptr, nullptr,  // 16-20
-    L"Startup/", L"StatusBar/", L"Config/Tablet/", nullptr,  // 21-24
-    L"Toolbars/", L"TPSettings/", nullptr,      // 25-27
-    L"Windows/", L"Worksets/", L"Quad/", L"Properties Bar/", L"3dMouseMenu/",  // 28-32
-    L"HotkeyAssistantContext/", L"Map Connections/", nullptr,  // 33-35
-    L"Layers Panel/", L"Drawing Recovery/", L"Ribbon Panel/", L"Data Collection/",  // 36-39
+    nullptr,
+    nullptr,
+    nullptr,
+    L"",  // 0-3
+    nullptr,
+    nullptr,
+    L"Config/",
+    L"Dialogs/",  // 4-7
+    nullptr,
+    nullptr,
+    L"Menus/",
+    L"MLeader/",  // 8-11
+    L"Config/Plot/",
+    L"",  // 12-13
+    L"Project Settings/",
+    nullptr,  // 14-15
+    L"Recent Paths/",
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,  // 16-20
+    L"Startup/",
+    L"StatusBar/",
+    L"Config/Tablet/",
+    nullptr,  // 21-24
+    L"Toolbars/",
+    L"TPSettings/",
+    nullptr,  // 25-27
+    L"Windows/",
+    L"Worksets/",
+    L"Quad/",
+    L"Properties Bar/",
+    L"3dMouseMenu/",  // 28-32
+    L"HotkeyAssistantContext/",
+    L"Map Connections/",
+    nullptr,  // 33-35
+    L"Layers Panel/",
+    L"Drawing Recovery/",
+    L"Ribbon Panel/",
+    L"Data Collection/",  // 36-39
 }};
 
 // Splits "a/b/x" into the key path "a/b/" and the name "x".

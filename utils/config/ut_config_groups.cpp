@@ -71,7 +71,8 @@ bool copyWxGroup(wxConfigBase& config, const wxString& from, const wxString& to)
     const PathScope scope(config, from);
     wxString name;
     long index = 0;
-    for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index)) entries.Add(name);
+    for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index))
+      entries.Add(name);
     for (bool more = config.GetFirstGroup(name, index); more; more = config.GetNextGroup(name, index)) groups.Add(name);
   }
   const bool expand = config.IsExpandingEnvVars();
@@ -197,9 +198,12 @@ ECfgType Config::entryType(ECfgGroup g, const OdString& entry) {
     const ConfigNodePtr node = valueNode(route);
     if (!node) return eCfgTypeUnknown;
     switch (node->type()) {
-      case ConfigValBase::kULong: return eCfgTypeInteger;
-      case ConfigValBase::kString: return eCfgTypeString;
-      default: return eCfgTypeUnknown;
+      case ConfigValBase::kULong:
+        return eCfgTypeInteger;
+      case ConfigValBase::kString:
+        return eCfgTypeString;
+      default:
+        return eCfgTypeUnknown;
     }
   }
   wxConfigBase& config = appConfig();
@@ -310,7 +314,8 @@ bool Config::copyGroup(ECfgGroup g, const OdString& from, const OdString& to) {
   }
   wxConfigBase& config = appConfig();
   if (!config.HasGroup(source.path)) return false;
-  const wxString target = wxParentPath(source.path) + (wxParentPath(source.path) == L"/" ? L"" : L"/") + wxString(to.c_str());
+  const wxString target =
+      wxParentPath(source.path) + (wxParentPath(source.path) == L"/" ? L"" : L"/") + wxString(to.c_str());
   if (target.CmpNoCase(source.path) == 0) return true;
   if (config.HasGroup(target)) config.DeleteGroup(target);
   return copyWxGroup(config, source.path, target);

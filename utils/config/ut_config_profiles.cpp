@@ -46,12 +46,15 @@ struct ShapeDefault {
 };
 
 constexpr ShapeDefault kShapeDefaults[] = {
-    {L"AntiAliasScreen", false, 1}, {L"AUTOCOMPLETEMODE", false, 31}, {L"AUTOSNAP", false, 127},
-    {L"CLEANSCREENOPTIONS", false, 29}, {L"COLORTHEME", false, 1}, {L"GEOMRELATIONS", false, 0},
-    {L"GETSTARTED", true, 1}, {L"LAYOUTTAB", true, 0}, {L"LOCKUI", false, 7},
-    {L"OSMODE", false, 4263}, {L"OSOPTIONS", false, 5}, {L"PROMPTMENU", false, 0},
-    {L"SHORTCUTMENU", false, 0}, {L"SHOWDOCTABS", true, 0}, {L"SSLOCATE", true, 0},
-    {L"STARTUP", false, 2}, {L"UCSORTHO", true, 0}, {L"UseConnector", false, 0},
+    {L"AntiAliasScreen", false, 1}, {L"AUTOCOMPLETEMODE", false, 31},
+    {L"AUTOSNAP", false, 127},      {L"CLEANSCREENOPTIONS", false, 29},
+    {L"COLORTHEME", false, 1},      {L"GEOMRELATIONS", false, 0},
+    {L"GETSTARTED", true, 1},       {L"LAYOUTTAB", true, 0},
+    {L"LOCKUI", false, 7},          {L"OSMODE", false, 4263},
+    {L"OSOPTIONS", false, 5},       {L"PROMPTMENU", false, 0},
+    {L"SHORTCUTMENU", false, 0},    {L"SHOWDOCTABS", true, 0},
+    {L"SSLOCATE", true, 0},         {L"STARTUP", false, 2},
+    {L"UCSORTHO", true, 0},         {L"UseConnector", false, 0},
     {L"XDWGFADECTL", false, 0},
 };
 
@@ -164,7 +167,8 @@ bool Config::flush() {
 bool Config::setShapeDefaults() {
   bool ok = true;
   for (const ShapeDefault& d : kShapeDefaults) {
-    const bool written = d.flag ? writeBool(eCfgConfig, d.entry, d.value != 0) : writeLong(eCfgConfig, d.entry, d.value);
+    const bool written =
+        d.flag ? writeBool(eCfgConfig, d.entry, d.value != 0) : writeLong(eCfgConfig, d.entry, d.value);
     ok = written && ok;
   }
   return ok;
@@ -221,9 +225,7 @@ const wchar_t* Config::tsbAppID() {
 
 // --- Names -------------------------------------------------------------------
 
-OdString Config::regCompany(bool full) {
-  return full ? companyRoot(eCfgPathRegistry) : OdString(kCompanyKey);
-}
+OdString Config::regCompany(bool full) { return full ? companyRoot(eCfgPathRegistry) : OdString(kCompanyKey); }
 
 bool Config::setRegCompany(const OdString& company) { return company == kCompanyKey; }
 

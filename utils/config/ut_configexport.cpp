@@ -161,7 +161,8 @@ bool exportConfigGroup(wxConfigBase& config, const OdString& storeRoot, const Od
     }
     file.AddLine(kHeader);
     Exporter(config, wxString(storeRoot.c_str()), file).writeKey(key);
-    if (!file.Write(wxTextFileType_Dos, wxConvUTF8)) return wxString::Format(L"Failed to write to file %ls", name.wc_str());
+    if (!file.Write(wxTextFileType_Dos, wxConvUTF8))
+      return wxString::Format(L"Failed to write to file %ls", name.wc_str());
     return wxString();
   }();
   return error.empty() || fail(error);

@@ -99,9 +99,7 @@ bool ConfigValRaw::setString(const wchar_t*) { return false; }
 
 ConfigNodeBase::~ConfigNodeBase() = default;
 
-ConfigValBase::Type ConfigNodeBase::type() const {
-  return m_value ? m_value->type() : ConfigValBase::kNoValue;
-}
+ConfigValBase::Type ConfigNodeBase::type() const { return m_value ? m_value->type() : ConfigValBase::kNoValue; }
 
 bool ConfigNodeBase::getULong(unsigned long& value) const {
   if (type() != ConfigValBase::kULong) return false;
@@ -318,18 +316,14 @@ ConfigReplacedNode::ConfigReplacedNode(ConfigNodePtr wrapped)
     : ConfigNode(wrapped ? wrapped->path() : OdString()), m_wrapped(std::move(wrapped)) {}
 ConfigReplacedNode::~ConfigReplacedNode() = default;
 
-ConfigValBase::Type ConfigReplacedNode::type() const {
-  return m_wrapped ? m_wrapped->type() : ConfigValBase::kNone;
-}
+ConfigValBase::Type ConfigReplacedNode::type() const { return m_wrapped ? m_wrapped->type() : ConfigValBase::kNone; }
 bool ConfigReplacedNode::getULong(unsigned long& value) const { return m_wrapped && m_wrapped->getULong(value); }
 bool ConfigReplacedNode::getString(OdString& value) const { return m_wrapped && m_wrapped->getString(value); }
 bool ConfigReplacedNode::setULong(unsigned long value) { return m_wrapped && m_wrapped->setULong(value); }
 bool ConfigReplacedNode::setString(const wchar_t* value) { return m_wrapped && m_wrapped->setString(value); }
 const OdString& ConfigReplacedNode::path() const { return m_wrapped ? m_wrapped->path() : m_path; }
 bool ConfigReplacedNode::isContainerNode() const { return m_wrapped && m_wrapped->isContainerNode(); }
-const ConfigNodeSet& ConfigReplacedNode::children() const {
-  return m_wrapped ? m_wrapped->children() : kEmptySet;
-}
+const ConfigNodeSet& ConfigReplacedNode::children() const { return m_wrapped ? m_wrapped->children() : kEmptySet; }
 ConfigNodePtr ConfigReplacedNode::childAt(const OdString& relativePath) const {
   return m_wrapped ? m_wrapped->childAt(relativePath) : nullptr;
 }

@@ -111,7 +111,9 @@ class StoreAccess {
 class WxAccess final : public StoreAccess {
  public:
   explicit WxAccess(wxConfigBase& config)
-      : m_config(config), m_path(config.GetPath()), m_expand(config.IsExpandingEnvVars()),
+      : m_config(config),
+        m_path(config.GetPath()),
+        m_expand(config.IsExpandingEnvVars()),
         m_defaults(dynamic_cast<const RegConfig*>(&config) != nullptr) {
     // wx reports the top as "", which SetPath() would read as "stay here".
     if (!m_path.StartsWith(L"/")) m_path.Prepend(L"/");
@@ -265,9 +267,7 @@ class RegistryAccess final : public StoreAccess {
     return store().deleteValue(ref(key), name) != regstore::EStatus::eError;
   }
 
-  bool createKey(const std::wstring& key) override {
-    return store().resolve(ref(key), true) == regstore::EStatus::eOk;
-  }
+  bool createKey(const std::wstring& key) override { return store().resolve(ref(key), true) == regstore::EStatus::eOk; }
 
   bool keepsDefaults() const override { return true; }
 

@@ -14,9 +14,7 @@ std::map<OdString, std::function<bool()>>& settings() {
 
 }  // namespace
 
-void DevSettings::registerSetting(const OdString& name, std::function<bool()> fn) {
-  settings()[name] = std::move(fn);
-}
+void DevSettings::registerSetting(const OdString& name, std::function<bool()> fn) { settings()[name] = std::move(fn); }
 
 void DevSettings::unregisterSetting(const OdString& name) { settings().erase(name); }
 

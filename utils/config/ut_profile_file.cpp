@@ -78,7 +78,7 @@ struct ProfileFile {
   bool hasDescription = false;
   std::wstring description;
   ConfigNodePtr root = ConfigNode::createNode(OdString());  // the profile's content
-  int skipped = 0;  // values no tree path can address
+  int skipped = 0;                                          // values no tree path can address
 };
 
 // Turns the operations of an export file into a profile. The first key must

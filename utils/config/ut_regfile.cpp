@@ -155,8 +155,7 @@ std::wstring lineMessage(int line, std::wstring_view what) {
 
 class Parser {
  public:
-  Parser(std::wstring_view text, const std::function<void(const Operation&)>& sink)
-      : m_text(text), m_sink(sink) {}
+  Parser(std::wstring_view text, const std::function<void(const Operation&)>& sink) : m_text(text), m_sink(sink) {}
 
   bool run();
 
@@ -426,7 +425,8 @@ bool Parser::valueEntry(Failure& failure) {
   }
   skipBlanks(pos);
   if (pos >= m_text.size() || m_text[pos] != L'=') {
-    return fail(restOfLineBlank(pos) ? L"truncated line: missing \"=\" and data" : L"expected \"=\" after the value name");
+    return fail(restOfLineBlank(pos) ? L"truncated line: missing \"=\" and data"
+                                     : L"expected \"=\" after the value name");
   }
   ++pos;
   skipBlanks(pos);
@@ -517,10 +517,12 @@ bool Parser::valueEntry(Failure& failure) {
 // --- public functions of the format layer -----------------------------------------
 
 std::wstring decodeFile(std::string_view bytes) {
-  if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF && static_cast<unsigned char>(bytes[1]) == 0xFE) {
+  if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF &&
+      static_cast<unsigned char>(bytes[1]) == 0xFE) {
     return decodeUtf16Units(bytes.substr(2), false);
   }
-  if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFE && static_cast<unsigned char>(bytes[1]) == 0xFF) {
+  if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFE &&
+      static_cast<unsigned char>(bytes[1]) == 0xFF) {
     return decodeUtf16Units(bytes.substr(2), true);
   }
   if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") bytes.remove_prefix(3);

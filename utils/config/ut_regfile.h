@@ -48,13 +48,13 @@ struct Operation {
     eError,        // a line that could not be read; message says why
   };
   EKind kind = eError;
-  int line = 0;           // 1-based line where the entry starts
-  std::wstring rootName;  // keys: the root as written ("HKEY_CURRENT_USER", "HKCU")
-  std::wstring path;      // keys: the path below the root, "\"-separated, may be empty
-  std::wstring name;      // values: the value name, "" for the default value
-  unsigned type = 0;      // eSetValue: registry type number
+  int line = 0;                    // 1-based line where the entry starts
+  std::wstring rootName;           // keys: the root as written ("HKEY_CURRENT_USER", "HKCU")
+  std::wstring path;               // keys: the path below the root, "\"-separated, may be empty
+  std::wstring name;               // values: the value name, "" for the default value
+  unsigned type = 0;               // eSetValue: registry type number
   std::vector<std::uint8_t> data;  // eSetValue: raw bytes
-  std::wstring message;   // eError: "line N: ..."
+  std::wstring message;            // eError: "line N: ..."
 };
 
 // Reads decoded text and hands each operation to the sink; the Operation

@@ -147,14 +147,22 @@ class Importer {
 
 wxString typeLabel(unsigned type) {
   switch (type) {
-    case eRegNone: return L"REG_NONE";
-    case eRegSz: return L"REG_SZ";
-    case eRegExpandSz: return L"REG_EXPAND_SZ";
-    case eRegBinary: return L"REG_BINARY";
-    case eRegDword: return L"REG_DWORD";
-    case eRegMultiSz: return L"REG_MULTI_SZ";
-    case eRegQword: return L"REG_QWORD";
-    default: return wxString::Format(L"type %u", type);
+    case eRegNone:
+      return L"REG_NONE";
+    case eRegSz:
+      return L"REG_SZ";
+    case eRegExpandSz:
+      return L"REG_EXPAND_SZ";
+    case eRegBinary:
+      return L"REG_BINARY";
+    case eRegDword:
+      return L"REG_DWORD";
+    case eRegMultiSz:
+      return L"REG_MULTI_SZ";
+    case eRegQword:
+      return L"REG_QWORD";
+    default:
+      return wxString::Format(L"type %u", type);
   }
 }
 
@@ -310,9 +318,7 @@ bool Registry::write(const OdString& name, const wxMemoryBuffer& value) {
 
 bool Registry::deleteValue(const OdString& name) { return isOpen() && m_key->deleteValue(toWx(name)); }
 
-ERegType Registry::valueType(const OdString& name) const {
-  return isOpen() ? m_key->valueType(toWx(name)) : eRegNone;
-}
+ERegType Registry::valueType(const OdString& name) const { return isOpen() ? m_key->valueType(toWx(name)) : eRegNone; }
 
 bool Registry::verifyKey(const OdString& subkey) const {
   return isOpen() && !subkey.isEmpty() && RegKey(*m_key, toWx(subkey)).exists();
@@ -380,8 +386,7 @@ bool Registry::deleteKey(ERootKey root, const OdString& path) {
   return key.open(eWrite) && key.deleteSelf();
 }
 
-bool Registry::copyKey(ERootKey from, ERootKey to, const OdString& fromPath, const OdString& toPath,
-                       bool recursive) {
+bool Registry::copyKey(ERootKey from, ERootKey to, const OdString& fromPath, const OdString& toPath, bool recursive) {
   const auto source = openKey(from, toWx(fromPath), eRead);
   if (!source || !validRoot(to)) return false;
   RegKey dest(to, toWx(toPath));
@@ -466,7 +471,8 @@ bool Registry::importKey(const OdString& file, bool report) {
   }
   Importer importer(reporter);
   if (!regfile::parse(text, std::ref(importer))) return false;
-  if (importer.failedKeys() > 0) reporter.error(wxString::Format(L"Failed to create %d registry keys", importer.failedKeys()));
+  if (importer.failedKeys() > 0)
+    reporter.error(wxString::Format(L"Failed to create %d registry keys", importer.failedKeys()));
   if (!transaction.commit()) {
     reporter.error(L"Failed to write to the registry store: " + RegStore::lastError());
     return false;

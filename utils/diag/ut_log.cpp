@@ -57,7 +57,7 @@ std::string narrowForTrace(const wchar_t* text) {
   std::size_t end = 0;
   while (end < bytes.size()) {
     std::size_t length = std::mbrlen(bytes.data() + end, bytes.size() - end, &state);
-    if (length == 0) length = 1;  // an embedded null is one byte
+    if (length == 0) length = 1;                                                 // an embedded null is one byte
     if (length > bytes.size() - end || end + length > kMaxNarrowedBytes) break;  // invalid, or would not fit
     end += length;
   }
@@ -183,8 +183,7 @@ void UtTracer::incIndent() { m_indent += 2; }
 
 void UtTracer::decIndent() {
   int indent = m_indent.load();
-  while (!m_indent.compare_exchange_weak(indent, std::max(0, indent - 2))) {
-  }
+  while (!m_indent.compare_exchange_weak(indent, std::max(0, indent - 2))) {}
 }
 
 UtTracer& UtTracer::str(int level) {

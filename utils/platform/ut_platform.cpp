@@ -170,7 +170,6 @@ int collateWith(ECollation kind, std::wstring_view a, std::wstring_view b) {
   return r == UCOL_LESS ? -1 : (r == UCOL_GREATER ? 1 : 0);
 }
 
-
 // Canonical composition before encoding into a legacy code page.
 std::wstring composed(std::wstring_view s) {
   // Nothing below U+0300 takes part in composition.
@@ -275,13 +274,13 @@ std::wstring foldCase(std::wstring_view s) {
   // Full folding expands a code unit to at most three.
   std::vector<UChar> dst(static_cast<std::size_t>(src.length()) * 3 + 1);
   UErrorCode status = U_ZERO_ERROR;
-  int32_t n = u_strFoldCase(dst.data(), static_cast<int32_t>(dst.size()), src.data(), src.length(),
-                            U_FOLD_CASE_DEFAULT, &status);
+  int32_t n = u_strFoldCase(dst.data(), static_cast<int32_t>(dst.size()), src.data(), src.length(), U_FOLD_CASE_DEFAULT,
+                            &status);
   if (status == U_BUFFER_OVERFLOW_ERROR) {
     dst.resize(static_cast<std::size_t>(n) + 1);
     status = U_ZERO_ERROR;
-    n = u_strFoldCase(dst.data(), static_cast<int32_t>(dst.size()), src.data(), src.length(),
-                      U_FOLD_CASE_DEFAULT, &status);
+    n = u_strFoldCase(dst.data(), static_cast<int32_t>(dst.size()), src.data(), src.length(), U_FOLD_CASE_DEFAULT,
+                      &status);
   }
   if (U_FAILURE(status)) return std::wstring(s);
   return fromUtf16(dst.data(), static_cast<std::size_t>(n));
@@ -329,8 +328,8 @@ std::wstring fromUtf8(std::string_view s) {
     for (; k < length && i + k < s.size(); ++k) {
       const auto next = static_cast<unsigned char>(s[i + k]);
       if ((next & 0xC0) != 0x80) break;
-      if (k == 1 && ((lead == 0xE0 && next < 0xA0) || (lead == 0xED && next > 0x9F) ||
-                     (lead == 0xF0 && next < 0x90) || (lead == 0xF4 && next > 0x8F))) {
+      if (k == 1 && ((lead == 0xE0 && next < 0xA0) || (lead == 0xED && next > 0x9F) || (lead == 0xF0 && next < 0x90) ||
+                     (lead == 0xF4 && next > 0x8F))) {
         break;
       }
       cp = (cp << 6) | (next & 0x3F);

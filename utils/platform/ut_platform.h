@@ -247,8 +247,8 @@ void setFileSystemInfo(std::shared_ptr<FileSystemInfo> info);
 
 // Result of looking at one root on the operating system.
 struct RootProbe {
-  int error = 0;                // errno of statfs, 0 on success
-  std::int64_t fsMagic = 0;     // statfs f_type on success
+  int error = 0;             // errno of statfs, 0 on success
+  std::int64_t fsMagic = 0;  // statfs f_type on success
 };
 
 // The real implementation. Paths are classified from the kernel's mount table
@@ -265,8 +265,7 @@ class SystemFileSystemInfo : public FileSystemInfo {
   // statfs. It must not refer to objects that may die before it returns.
   using Prober = std::function<RootProbe(const std::string& root)>;
 
-  explicit SystemFileSystemInfo(std::chrono::milliseconds probeTimeout = std::chrono::seconds(2),
-                                Prober prober = {});
+  explicit SystemFileSystemInfo(std::chrono::milliseconds probeTimeout = std::chrono::seconds(2), Prober prober = {});
   ~SystemFileSystemInfo() override;
 
   bool isNetworkPath(const std::wstring& path) const override;

@@ -63,9 +63,9 @@ bool isNetworkMagic(std::int64_t magic) {
 // Kernel interfaces rather than places that hold files.
 bool isPseudoFileSystemType(std::string_view type) {
   static constexpr std::array<std::string_view, 22> kPseudo = {
-      "proc",     "sysfs",      "devtmpfs", "devpts",   "cgroup",      "cgroup2",  "securityfs", "debugfs",
-      "tracefs",  "pstore",     "bpf",      "mqueue",   "hugetlbfs",   "configfs", "fusectl",    "binfmt_misc",
-      "autofs",   "efivarfs",   "rpc_pipefs", "nsfs",   "selinuxfs",   "nfsd"};
+      "proc",    "sysfs",    "devtmpfs",   "devpts", "cgroup",    "cgroup2",  "securityfs", "debugfs",
+      "tracefs", "pstore",   "bpf",        "mqueue", "hugetlbfs", "configfs", "fusectl",    "binfmt_misc",
+      "autofs",  "efivarfs", "rpc_pipefs", "nsfs",   "selinuxfs", "nfsd"};
   return std::find(kPseudo.begin(), kPseudo.end(), type) != kPseudo.end();
 }
 
@@ -300,7 +300,8 @@ std::string unescapeMountField(std::string_view field) {
     const auto isOctal = [](char c) { return c >= '0' && c <= '7'; };
     if (field[i] == '\\' && i + 3 < field.size() && isOctal(field[i + 1]) && isOctal(field[i + 2]) &&
         isOctal(field[i + 3])) {
-      out.push_back(static_cast<char>(((field[i + 1] - '0') << 6) | ((field[i + 2] - '0') << 3) | (field[i + 3] - '0')));
+      out.push_back(
+          static_cast<char>(((field[i + 1] - '0') << 6) | ((field[i + 2] - '0') << 3) | (field[i + 3] - '0')));
       i += 3;
       continue;
     }
@@ -376,10 +377,10 @@ std::optional<MountEntry> mountOfPath(const std::vector<MountEntry>& mounts, con
 
 bool isNetworkFileSystemType(std::string_view fsType) {
   static constexpr std::array<std::string_view, 24> kNetwork = {
-      "nfs",        "nfs4",          "cifs",          "smb3",          "smbfs",         "smb2",
-      "afs",        "coda",          "ncpfs",         "ncp",           "9p",            "ceph",
-      "lustre",     "glusterfs",     "gpfs",          "davfs",         "fuse.sshfs",    "fuse.glusterfs",
-      "fuse.s3fs",  "fuse.rclone",   "fuse.ceph-fuse", "fuse.gcsfuse", "fuse.davfs2",   "fuse.smbnetfs"};
+      "nfs",       "nfs4",        "cifs",           "smb3",         "smbfs",       "smb2",
+      "afs",       "coda",        "ncpfs",          "ncp",          "9p",          "ceph",
+      "lustre",    "glusterfs",   "gpfs",           "davfs",        "fuse.sshfs",  "fuse.glusterfs",
+      "fuse.s3fs", "fuse.rclone", "fuse.ceph-fuse", "fuse.gcsfuse", "fuse.davfs2", "fuse.smbnetfs"};
   return std::find(kNetwork.begin(), kNetwork.end(), fsType) != kNetwork.end();
 }
 

@@ -16,7 +16,6 @@ using regstore::Store;
 
 namespace {
 
-
 struct RootName {
   ERootKey root;
   const wchar_t* longName;
@@ -24,8 +23,8 @@ struct RootName {
 };
 
 constexpr RootName kRoots[] = {
-    {eClassesRoot, L"HKEY_CLASSES_ROOT", L"HKCR"},   {eCurrentUser, L"HKEY_CURRENT_USER", L"HKCU"},
-    {eLocalMachine, L"HKEY_LOCAL_MACHINE", L"HKLM"}, {eUsers, L"HKEY_USERS", L"HKU"},
+    {eClassesRoot, L"HKEY_CLASSES_ROOT", L"HKCR"},     {eCurrentUser, L"HKEY_CURRENT_USER", L"HKCU"},
+    {eLocalMachine, L"HKEY_LOCAL_MACHINE", L"HKLM"},   {eUsers, L"HKEY_USERS", L"HKU"},
     {eCurrentConfig, L"HKEY_CURRENT_CONFIG", L"HKCC"},
 };
 

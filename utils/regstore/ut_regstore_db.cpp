@@ -366,8 +366,7 @@ bool Store::exec(const char* sql, bool report) {
   Statement st(*this, sql);
   if (!st) return false;
   int rc;
-  while ((rc = st.step()) == SQLITE_ROW) {
-  }
+  while ((rc = st.step()) == SQLITE_ROW) {}
   if (rc == SQLITE_DONE) return true;
   if (report) noteFailure(rc, wxString::FromUTF8(sql));
   return false;
@@ -375,8 +374,7 @@ bool Store::exec(const char* sql, bool report) {
 
 bool Store::checkWritable() {
   if (!m_doomed) return true;
-  fail(wxString::Format(L"Registry store \"%s\": %s; nothing more is written until it ends", m_openFile,
-                        m_doomReason));
+  fail(wxString::Format(L"Registry store \"%s\": %s; nothing more is written until it ends", m_openFile, m_doomReason));
   return false;
 }
 
@@ -427,8 +425,8 @@ bool Store::tryOpenConnection() {
   }
 
   sqlite3* db = nullptr;
-  const int rc = sqlite3_open_v2(native.c_str(), &db,
-                                 SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int rc =
+      sqlite3_open_v2(native.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   m_db = db;
   m_openFile = file;
   if (rc != SQLITE_OK) return unusable(wxString::FromUTF8(db ? sqlite3_errmsg(db) : sqlite3_errstr(rc)));
@@ -492,8 +490,8 @@ void Store::mapWalHeader() {
   // A read maps the WAL index of this connection first.
   if (!rowExists(1)) return;
   sqlite3_file* file = nullptr;
-  if (sqlite3_file_control(m_db, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file ||
-      !file->pMethods || file->pMethods->iVersion < 2 || !file->pMethods->xShmMap) {
+  if (sqlite3_file_control(m_db, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file || !file->pMethods ||
+      file->pMethods->iVersion < 2 || !file->pMethods->xShmMap) {
     return;
   }
   {

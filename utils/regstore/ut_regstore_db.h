@@ -204,8 +204,8 @@ class Store {
     bool present = false;
   };
   struct KeyCache {
-    bool complete = false;  // every value of the key is in `values`
-    bool exists = false;    // the key's row was seen under this header
+    bool complete = false;                                 // every value of the key is in `values`
+    bool exists = false;                                   // the key's row was seen under this header
     std::unordered_map<std::wstring, CachedValue> values;  // by folded name
     std::vector<std::wstring> order;                       // folded names, when complete
     bool subkeysComplete = false;

@@ -180,14 +180,12 @@ ReporterMessageRegistry& ReporterMessageRegistry::instance() {
 }
 
 void ReporterMessageRegistry::registerMessage(const char* id, IReporterMessage::ESeverity severity,
-                                              IReporterMessage::EHighlightDuration duration,
-                                              const std::wstring& text) {
+                                              IReporterMessage::EHighlightDuration duration, const std::wstring& text) {
   m_records.insert_or_assign(id, Record{severity, duration, text});
 }
 
 void ReporterMessageRegistry::registerMessage(const char* id, IReporterMessage::ESeverity severity,
-                                              IReporterMessage::EHighlightDuration duration,
-                                              const std::string& text) {
+                                              IReporterMessage::EHighlightDuration duration, const std::string& text) {
   std::wstring wide;
   wide.reserve(text.size());
   for (const char byte : text) wide += static_cast<wchar_t>(static_cast<unsigned char>(byte));

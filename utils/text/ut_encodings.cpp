@@ -19,9 +19,20 @@ struct PercentCode {
   std::wstring_view code;
 };
 constexpr std::array<PercentCode, 14> kPercentCodes{{
-    {L'%', L"%25"}, {L'"', L"%22"}, {L'*', L"%2A"}, {L',', L"%2C"}, {L'/', L"%2F"},
-    {L':', L"%3A"}, {L';', L"%3B"}, {L'<', L"%3C"}, {L'=', L"%3D"}, {L'>', L"%3E"},
-    {L'?', L"%3F"}, {L'\\', L"%5C"}, {L'`', L"%60"}, {L'|', L"%7C"},
+    {L'%', L"%25"},
+    {L'"', L"%22"},
+    {L'*', L"%2A"},
+    {L',', L"%2C"},
+    {L'/', L"%2F"},
+    {L':', L"%3A"},
+    {L';', L"%3B"},
+    {L'<', L"%3C"},
+    {L'=', L"%3D"},
+    {L'>', L"%3E"},
+    {L'?', L"%3F"},
+    {L'\\', L"%5C"},
+    {L'`', L"%60"},
+    {L'|', L"%7C"},
 }};
 
 const PercentCode* codeOfCharacter(wchar_t c) {

@@ -16,8 +16,8 @@ OdString decorated(OdString message, const Context& context, const OdString& key
 [[noreturn]] void throwOutOfRange(const JsonValue& value, const wchar_t* target, const Context& context,
                                   const OdString& key) {
   const OdString text = OdString::fromUtf8(value.dump());
-  throw JsonParseError(decorated(OdString().format(L"Json integer %ls is out of the range of %ls", text.c_str(), target),
-                                 context, key));
+  throw JsonParseError(
+      decorated(OdString().format(L"Json integer %ls is out of the range of %ls", text.c_str(), target), context, key));
 }
 
 // The value of an "int" member as a 64-bit number; unsigned literals above
@@ -59,26 +59,40 @@ Context Context::within(const OdString& key) const {
 
 EJsonType jsonType(const JsonValue& value) noexcept {
   switch (value.type()) {
-    case JsonValue::value_t::object: return eJsonObject;
-    case JsonValue::value_t::array: return eJsonArray;
-    case JsonValue::value_t::string: return eJsonString;
-    case JsonValue::value_t::boolean: return eJsonBool;
+    case JsonValue::value_t::object:
+      return eJsonObject;
+    case JsonValue::value_t::array:
+      return eJsonArray;
+    case JsonValue::value_t::string:
+      return eJsonString;
+    case JsonValue::value_t::boolean:
+      return eJsonBool;
     case JsonValue::value_t::number_integer:
-    case JsonValue::value_t::number_unsigned: return eJsonInt;
-    case JsonValue::value_t::number_float: return eJsonReal;
-    default: return eJsonNull;  // null, discarded and binary values hold nothing readable
+    case JsonValue::value_t::number_unsigned:
+      return eJsonInt;
+    case JsonValue::value_t::number_float:
+      return eJsonReal;
+    default:
+      return eJsonNull;  // null, discarded and binary values hold nothing readable
   }
 }
 
 OdString toString(EJsonType type) {
   switch (type) {
-    case eJsonObject: return L"object";
-    case eJsonArray: return L"array";
-    case eJsonString: return L"string";
-    case eJsonBool: return L"bool";
-    case eJsonInt: return L"int";
-    case eJsonReal: return L"real";
-    case eJsonNull: return L"null";
+    case eJsonObject:
+      return L"object";
+    case eJsonArray:
+      return L"array";
+    case eJsonString:
+      return L"string";
+    case eJsonBool:
+      return L"bool";
+    case eJsonInt:
+      return L"int";
+    case eJsonReal:
+      return L"real";
+    case eJsonNull:
+      return L"null";
   }
   return L"unknown_type";
 }
@@ -132,12 +146,16 @@ double getDoubleValue(const JsonObject& object, const OdString& key, const Conte
 boost::any getAnyValue(const JsonObject& object, const OdString& key, const Context& context) {
   const JsonValue& value = getValue(object, key, context);
   switch (jsonType(value)) {
-    case eJsonBool: return boost::any(value.get<bool>());
-    case eJsonInt: return boost::any(intOf(value, context, key));
-    case eJsonReal: return boost::any(value.get<double>());
+    case eJsonBool:
+      return boost::any(value.get<bool>());
+    case eJsonInt:
+      return boost::any(intOf(value, context, key));
+    case eJsonReal:
+      return boost::any(value.get<double>());
     case eJsonString:
       return boost::any(std::wstring(OdString::fromUtf8(value.get_ref<const std::string&>()).c_str()));
-    default: break;
+    default:
+      break;
   }
   // The one message that carries neither the context nor the key.
   throw JsonParseError(

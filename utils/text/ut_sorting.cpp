@@ -213,9 +213,8 @@ double LexiNumericalSorter::getAsDouble(const Token& token) {
 
 unsigned long sortStrings(OdArray<OdString>& strings, bool ignoreCase) {
   if (!ignoreCase) {
-    robustSort(strings.begin(), strings.end(), [](const OdString& a, const OdString& b) {
-      return platform::crtCollate(a.c_str(), b.c_str()) < 0;
-    });
+    robustSort(strings.begin(), strings.end(),
+               [](const OdString& a, const OdString& b) { return platform::crtCollate(a.c_str(), b.c_str()) < 0; });
     return strings.size();
   }
   // Each string is lower-cased once rather than at every comparison; the

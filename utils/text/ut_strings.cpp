@@ -30,9 +30,7 @@ bool onlySpaceFrom(const wchar_t* p) {
   return true;
 }
 
-bool isHexDigit(wchar_t c) {
-  return (c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'F') || (c >= L'a' && c <= L'f');
-}
+bool isHexDigit(wchar_t c) { return (c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'F') || (c >= L'a' && c <= L'f'); }
 
 // Whether the code units a and b, read as bytes of the process locale's
 // multibyte encoding, are a lead byte followed by a trail byte.
@@ -71,9 +69,7 @@ bool isFloatingPoint(const wchar_t* text) {
   return onlySpaceFrom(end);
 }
 
-void appendPiece(OdArray<OdString>& parts, std::wstring_view piece) {
-  parts.append(OdString(std::wstring(piece)));
-}
+void appendPiece(OdArray<OdString>& parts, std::wstring_view piece) { parts.append(OdString(std::wstring(piece))); }
 
 }  // namespace
 
