@@ -38,9 +38,9 @@ constinit std::vector<ut::AssertCallback> g_assertCallbacks;
 // non-digit; no digits give 0. Values beyond the range of int saturate
 // instead of being undefined.
 std::optional<int> environmentInteger(const char* name) {
-  const char* text = std::getenv(name);
+  const auto text = ut::platform::environmentVariable(name);
   if (!text) return std::nullopt;
-  const long value = std::strtol(text, nullptr, 10);
+  const long value = std::strtol(text->c_str(), nullptr, 10);
   return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
 }
 
@@ -295,7 +295,7 @@ UtTracer& UtTracer::operator<<(const ut::IReporterMessage& message) {
 }
 
 void UtTracer::traceCallStack() {
-  static const bool s_developer = std::getenv("TDM_DEV") != nullptr;
+  static const bool s_developer = ut::platform::environmentVariable("TDM_DEV").has_value();
   if (s_developer)
     stream() << ut::getCallStack();
   else

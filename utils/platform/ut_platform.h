@@ -119,6 +119,24 @@ void outputDebugString(std::wstring_view text);
 std::wstring loginName();
 std::wstring hostName();
 
+// --- Environment and well-known folders ------------------------------------
+
+// The value of an environment variable as the bytes the process holds, or
+// nullopt when it is not set (an empty value is set). A null name is unset.
+std::optional<std::string> environmentVariable(const char* name);
+// The same value decoded as UTF-8 (invalid bytes become U+FFFD).
+std::optional<std::wstring> environmentText(const char* name);
+
+// The user's home folder: $HOME when set and not empty, else the effective
+// user's password entry; empty when neither is known.
+std::wstring homeDirectory();
+// The per-user configuration folder: $XDG_CONFIG_HOME when it is absolute,
+// else home + "/.config"; empty without a home folder.
+std::wstring userConfigDirectory();
+// The absolute file name of the running executable (/proc/self/exe), empty
+// when the system does not tell.
+std::wstring executablePath();
+
 // --- Paths -------------------------------------------------------------------
 
 // The native separator is '/'. Where the Windows build turns '/' into '\' in a
@@ -204,6 +222,20 @@ class ExclusiveFile {
 // Deletes a file (the role of DeleteFileW); false for a missing file or a
 // directory.
 bool deleteFile(const std::wstring& path);
+
+// What a native path names, following symbolic links. `systemError`, when
+// given, receives errno for eInaccessible (and 0 otherwise).
+enum class EPathKind { eMissing, eRegularFile, eDirectory, eOther, eInaccessible };
+EPathKind pathKind(const std::string& path, int* systemError = nullptr);
+
+// Creates the folder `dir` and its missing parents, private to the user
+// (0700). True when `dir` is a folder afterwards (an empty `dir` is); else
+// false with the reason, naming the path, in `error`.
+bool makePrivateFolders(const std::string& dir, std::string& error);
+
+// Creates the empty file `path` private to the user (0600) unless something
+// exists there already. True when it created the file.
+bool createPrivateFile(const std::string& path);
 
 // --- File-system facts -----------------------------------------------------
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <charconv>
 #include <condition_variable>
+#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <map>
@@ -326,6 +327,47 @@ std::shared_ptr<FileSystemInfo> systemInstance() {
 }
 
 }  // namespace
+
+// --- paths of the per-user files -------------------------------------------------------
+
+EPathKind pathKind(const std::string& path, int* systemError) {
+  if (systemError) *systemError = 0;
+  struct stat st {};
+  if (::stat(path.c_str(), &st) != 0) {
+    if (errno == ENOENT || errno == ENOTDIR) return EPathKind::eMissing;
+    if (systemError) *systemError = errno;
+    return EPathKind::eInaccessible;
+  }
+  if (S_ISREG(st.st_mode)) return EPathKind::eRegularFile;
+  return S_ISDIR(st.st_mode) ? EPathKind::eDirectory : EPathKind::eOther;
+}
+
+bool makePrivateFolders(const std::string& dir, std::string& error) {
+  if (dir.empty()) return true;
+  switch (pathKind(dir)) {
+    case EPathKind::eDirectory:
+      return true;
+    case EPathKind::eMissing:
+      break;
+    default:
+      error = "\"" + dir + "\" is not a folder";
+      return false;
+  }
+  const auto slash = dir.find_last_of('/');
+  if (slash != std::string::npos && slash > 0 && !makePrivateFolders(dir.substr(0, slash), error)) return false;
+  if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
+    error = "cannot create the folder \"" + dir + "\": " + std::strerror(errno);
+    return false;
+  }
+  return true;
+}
+
+bool createPrivateFile(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (fd < 0) return false;
+  ::close(fd);
+  return true;
+}
 
 // --- parsing -----------------------------------------------------------------------
 

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <condition_variable>
 #include <system_error>
@@ -180,6 +181,46 @@ void outputDebugString(std::wstring_view text) {
   const std::size_t end = text.find(L'\0');
   if (end != std::wstring_view::npos) text = text.substr(0, end);
   DebugOutput::instance().write(text);
+}
+
+// --- environment and folders -------------------------------------------------------
+
+std::optional<std::string> environmentVariable(const char* name) {
+  if (name == nullptr) return std::nullopt;
+  const char* value = std::getenv(name);
+  if (value == nullptr) return std::nullopt;
+  return std::string(value);
+}
+
+std::optional<std::wstring> environmentText(const char* name) {
+  auto bytes = environmentVariable(name);
+  if (!bytes) return std::nullopt;
+  return fromUtf8(*bytes);
+}
+
+std::wstring homeDirectory() {
+  if (auto home = environmentText("HOME"); home && !home->empty()) return *home;
+  long suggested = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+  std::vector<char> buffer(suggested > 0 ? static_cast<std::size_t>(suggested) : 4096);
+  passwd entry{};
+  passwd* found = nullptr;
+  while (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
+         buffer.size() < (1u << 20))
+    buffer.resize(buffer.size() * 2);
+  if (found && found->pw_dir && *found->pw_dir) return fromUtf8(found->pw_dir);
+  return {};
+}
+
+std::wstring userConfigDirectory() {
+  if (auto base = environmentText("XDG_CONFIG_HOME"); base && !base->empty() && base->front() == L'/') return *base;
+  const std::wstring home = homeDirectory();
+  return home.empty() ? std::wstring() : home + L"/.config";
+}
+
+std::wstring executablePath() {
+  std::error_code error;
+  const std::filesystem::path path = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? std::wstring() : fromUtf8(path.string());
 }
 
 // --- identity ------------------------------------------------------------------------

@@ -16,11 +16,6 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include <fcntl.h>
-#include <pwd.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace ut::regstore {
 
 namespace {
@@ -34,24 +29,6 @@ constexpr std::size_t kMaxCachedValues = 500000;
 std::string nativePath(const wxString& file) {
   const wxCharBuffer buf = file.fn_str();
   return buf.data() ? std::string(buf.data()) : std::string();
-}
-
-// Creates dir and its missing parents, private to the user (0700).
-bool makeFolders(const std::string& dir, std::string& error) {
-  if (dir.empty()) return true;
-  struct stat st {};
-  if (::stat(dir.c_str(), &st) == 0) {
-    if (S_ISDIR(st.st_mode)) return true;
-    error = "\"" + dir + "\" is not a folder";
-    return false;
-  }
-  const auto slash = dir.find_last_of('/');
-  if (slash != std::string::npos && slash > 0 && !makeFolders(dir.substr(0, slash), error)) return false;
-  if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
-    error = "cannot create the folder \"" + dir + "\": " + std::strerror(errno);
-    return false;
-  }
-  return true;
 }
 
 std::uint32_t utf16Units(std::wstring_view s) {
@@ -268,20 +245,10 @@ bool Store::noteFailure(int rc, const wxString& what) {
 }
 
 wxString Store::defaultFile() {
-  wxString value;
-  if (wxGetEnv(L"UT_REGISTRY_FILE", &value) && !value.empty()) return value;
-  wxString base;
-  if (wxGetEnv(L"XDG_CONFIG_HOME", &base) && base.StartsWith(L"/")) {
-    // absolute: used as is
-  } else {
-    wxString home;
-    if (!wxGetEnv(L"HOME", &home) || home.empty()) {
-      if (const passwd* pw = ::getpwuid(::getuid()); pw && pw->pw_dir) home = wxString(pw->pw_dir, wxConvFile);
-    }
-    if (home.empty()) return wxString();
-    base = home + L"/.config";
-  }
-  return base + L"/" + kCompanyKey + L"/registry.db";
+  if (auto value = platform::environmentText("UT_REGISTRY_FILE"); value && !value->empty()) return wxString(*value);
+  const std::wstring base = platform::userConfigDirectory();
+  if (base.empty()) return wxString();
+  return wxString(base) + L"/" + kCompanyKey + L"/registry.db";
 }
 
 wxString Store::file() {
@@ -412,16 +379,20 @@ bool Store::tryOpenConnection() {
   const auto slash = native.find_last_of('/');
   if (slash != std::string::npos && slash > 0) {
     std::string error;
-    if (!makeFolders(native.substr(0, slash), error)) return unusable(wxString::FromUTF8(error.c_str()));
+    if (!platform::makePrivateFolders(native.substr(0, slash), error))
+      return unusable(wxString::FromUTF8(error.c_str()));
   }
-  struct stat st {};
-  if (::stat(native.c_str(), &st) == 0) {
-    if (!S_ISREG(st.st_mode)) return unusable(L"it is not a regular file");
-  } else if (errno == ENOENT) {
-    // A new store is private to the user; SQLite gives its WAL and shared
-    // memory files the same permissions.
-    const int fd = ::open(native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd >= 0) ::close(fd);
+  switch (platform::pathKind(native)) {
+    case platform::EPathKind::eRegularFile:
+    case platform::EPathKind::eInaccessible:  // SQLite says why
+      break;
+    case platform::EPathKind::eMissing:
+      // A new store is private to the user; SQLite gives its WAL and shared
+      // memory files the same permissions.
+      platform::createPrivateFile(native);
+      break;
+    default:
+      return unusable(L"it is not a regular file");
   }
 
   sqlite3* db = nullptr;
