@@ -113,5 +113,7 @@ void addConfigCommands(CLI::App& app, Context& context);
 void addProfileCommands(CLI::App& app, Context& context);
 void addSortCommands(CLI::App& app, Context& context);
 void addEncodeCommands(CLI::App& app, Context& context);
+void addTextCommands(CLI::App& app, Context& context);
+void addCsvCommands(CLI::App& app, Context& context);
 
 }  // namespace ut::tool

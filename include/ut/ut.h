@@ -5,6 +5,7 @@
 #include <ut/ut_config.h>
 #include <ut/ut_confignode.h>
 #include <ut/ut_configstorage.h>
+#include <ut/ut_csv.h>
 #include <ut/ut_devsettings.h>
 #include <ut/ut_encodings.h>
 #include <ut/ut_json.h>
@@ -17,5 +18,6 @@
 #include <ut/ut_reporter_message.h>
 #include <ut/ut_sorting.h>
 #include <ut/ut_strings.h>
+#include <ut/ut_textfile.h>
 #include <ut/ut_tracer.h>
 #include <ut/ut_uuid.h>

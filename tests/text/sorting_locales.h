@@ -39,18 +39,30 @@ class ScopedThreadLocale {
   locale_t m_previous;
 };
 
+// Compiles the system's locale source `source` (/usr/share/i18n/locales) with
+// the character map `charmap` into the folder dir/name, with localedef, which
+// needs no root. False when the source is missing or localedef fails.
+inline bool compileLocale(const std::filesystem::path& dir, const std::string& name, const std::string& source,
+                          const std::string& charmap) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  if (!fs::exists("/usr/share/i18n/locales/" + source, ec)) return false;
+  fs::create_directories(dir, ec);
+  if (ec) return false;
+  const std::string command =
+      "localedef -i " + source + " -f " + charmap + " '" + (dir / name).string() + "' >/dev/null 2>&1";
+  return std::system(command.c_str()) == 0;
+}
+
 namespace detail {
 
 inline locale_t generateLocale(const std::string& name, const std::string& source, const std::string& charmap) {
   namespace fs = std::filesystem;
   std::error_code ec;
-  if (!fs::exists("/usr/share/i18n/locales/" + source, ec)) return nullptr;
   const fs::path dir = fs::temp_directory_path(ec) / ("ut-locale-" + std::to_string(::getpid()));
-  if (ec || !fs::create_directories(dir, ec)) return nullptr;
-  const std::string command =
-      "localedef -i " + source + " -f " + charmap + " '" + (dir / name).string() + "' >/dev/null 2>&1";
+  if (ec || fs::exists(dir, ec)) return nullptr;
   locale_t handle = nullptr;
-  if (std::system(command.c_str()) == 0) {
+  if (compileLocale(dir, name, source, charmap)) {
     const char* oldPath = std::getenv("LOCPATH");
     const std::string savedPath = oldPath != nullptr ? oldPath : "";
     const std::string savedLocale = setlocale(LC_ALL, nullptr);

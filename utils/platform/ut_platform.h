@@ -99,6 +99,42 @@ void appendUtf8(std::string& out, std::uint32_t codePoint);
 std::string toAnsi(std::wstring_view s);
 std::wstring fromAnsi(std::string_view s);
 
+// --- The C library's locale ---------------------------------------------------
+//
+// The runtime-library locale (setlocale) is process-wide: changing it affects
+// every thread's multibyte conversions, so callers change it only where no
+// other thread converts text at the same time.
+
+// The locale name setlocale(LC_ALL, nullptr) reports now: one name, or the
+// composite form that setlocale accepts back when the categories differ.
+std::string crtLocale();
+// setlocale(LC_ALL, name). True when the C library accepted the name; the
+// locale is unchanged otherwise. A null or empty name is refused (setlocale
+// would read the environment instead).
+bool setCrtLocale(const char* name);
+// The character encoding of the current LC_CTYPE (nl_langinfo(CODESET), for
+// example "ISO-8859-1" or "UTF-8"; "ANSI_X3.4-1968" in the C locale).
+std::string crtCodeset();
+
+// The user's default language as the environment names it: the first of
+// LC_ALL, LC_MESSAGES and LANG that is set and not empty, reduced to its
+// language_REGION part ("de_DE" from "de_DE.ISO-8859-1@euro"). Empty when none
+// is set or the named locale is "C" or "POSIX" (no language).
+std::string userDefaultLanguage();
+
+// The names setlocale may know a language's locale by, in the order to try
+// them: `language` as it stands; the installed locales named language.CODESET
+// or language@MODIFIER (in $LOCPATH and the system's locale folder), legacy
+// encodings before UTF-8; the usual suffixes (".ISO-8859-1", "@euro",
+// ".ISO-8859-15", ".UTF-8" and their short spellings, plus the one the
+// environment names). No duplicates; empty for an empty language.
+std::vector<std::string> localeNameCandidates(const std::string& language);
+
+// Sets the C library's locale to the first candidate of `language` it
+// accepts and returns that name; empty, with the locale unchanged, when it
+// accepts none.
+std::string setCrtLocaleForLanguage(const std::string& language);
+
 // --- Counters and debugger output ------------------------------------------
 
 // The high-resolution counter (QueryPerformanceCounter): a monotonic clock in
