@@ -38,10 +38,15 @@ class Input {
     }
     m_shown = "standard input";
     m_name = wxFileName::CreateTempFileName("ut-csv");
-    std::ofstream copy(toUtf8(m_name), std::ios::binary | std::ios::trunc);
-    copy << std::cin.rdbuf();
-    if (!copy.flush()) throw OperationError("cannot buffer standard input");
     m_temporary = true;
+    const std::string content{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+    std::ofstream copy(toUtf8(m_name), std::ios::binary | std::ios::trunc);
+    copy.write(content.data(), static_cast<std::streamsize>(content.size()));
+    if (!copy.flush()) {
+      // The destructor does not run for a constructor that throws.
+      wxRemoveFile(m_name);
+      throw OperationError("cannot buffer standard input");
+    }
   }
   ~Input() {
     if (m_temporary) wxRemoveFile(m_name);

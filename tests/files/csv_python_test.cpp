@@ -113,5 +113,16 @@ TEST_F(CsvPythonTest, AFileCsvWriterWritesIsReadByPython) {
   ASSERT_EQ(run.status, 0) << run.err;
   const Table back = fromJson(nlohmann::json::parse(ut::test::readFileBytes(m_dir / "rows.json")));
   ASSERT_EQ(back.size(), table.size());
-  for (unsigned i = 0; i < table.size(); ++i) EXPECT_EQ(back[i], table[i]) << "row " << i;
+  std::size_t emptyLines = 0;
+  for (unsigned i = 0; i < table.size(); ++i) {
+    // A row of one empty field is an empty line, which Python reads as a row
+    // without fields.
+    if (table[i] == Row{L""}) {
+      EXPECT_EQ(back[i], Row{}) << "row " << i;
+      ++emptyLines;
+    } else {
+      EXPECT_EQ(back[i], table[i]) << "row " << i;
+    }
+  }
+  EXPECT_GT(emptyLines, 0u);
 }

@@ -304,14 +304,18 @@ TEST_F(TextFileTest, ReadTextFileContentAppends) {
 
 namespace {
 
-// A C stream holding `bytes`, read from the start; closed by the owner.
+// A fresh C stream reading `bytes` from a file (no orientation yet, so wide
+// reads work); closed by the owner.
 struct Stream {
-  explicit Stream(const std::string& bytes) : file(std::tmpfile()) {
-    std::fwrite(bytes.data(), 1, bytes.size(), file);
-    std::rewind(file);
+  explicit Stream(const std::string& bytes) {
+    ut::test::writeFileBytes(dir / "stream.txt", bytes);
+    file = std::fopen((dir / "stream.txt").c_str(), "r");
   }
-  ~Stream() { std::fclose(file); }
-  FILE* file;
+  ~Stream() {
+    if (file != nullptr) std::fclose(file);
+  }
+  ut::test::TempDir dir;
+  FILE* file = nullptr;
 };
 
 }  // namespace

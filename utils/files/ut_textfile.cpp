@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <string_view>
 
 namespace ut {
@@ -33,11 +34,16 @@ struct FileBytes {
   std::string_view view() const { return {data.get(), size}; }
 };
 
-bool readFileBytes(const wxString& name, FileBytes& out) {
+// The size a file announces is only a hint: it may be 0 (/proc), grow while
+// it is read, or be meaningless (folders).
+constexpr wxFileOffset kLargestHint = wxFileOffset(1) << 32;
+
+bool readFileBytes(const wxString& name, FileBytes& out) try {
+  if (wxFileName::DirExists(name)) return false;
   wxFile file;
   if (!file.Open(name, wxFile::read)) return false;
   const wxFileOffset announced = file.Length();
-  std::size_t capacity = announced > 0 ? static_cast<std::size_t>(announced) + 1 : 1 << 16;
+  std::size_t capacity = announced > 0 && announced < kLargestHint ? static_cast<std::size_t>(announced) + 1 : 1 << 16;
   std::unique_ptr<char[]> data(new char[capacity]);
   std::size_t used = 0;
   for (;;) {
@@ -56,6 +62,9 @@ bool readFileBytes(const wxString& name, FileBytes& out) {
   out.data = std::move(data);
   out.size = used;
   return true;
+} catch (const std::bad_alloc&) {
+  // A file larger than the memory available cannot be opened.
+  return false;
 }
 
 // --- byte-order marks ----------------------------------------------------------
@@ -199,7 +208,7 @@ class TextFile::Lines : public wxTextFile {
 
   bool OnClose() override { return m_loading || wxTextFile::OnClose(); }
 
-  bool OnRead(const wxMBConv& conv) override {
+  bool OnRead(const wxMBConv& conv) override try {
     if (m_source.empty()) return true;
     const std::size_t length = conv.ToWChar(nullptr, 0, m_source.data(), m_source.size());
     if (length == wxCONV_FAILED) return false;
@@ -207,6 +216,9 @@ class TextFile::Lines : public wxTextFile {
     if (conv.ToWChar(text.get(), length, m_source.data(), m_source.size()) != length) return false;
     splitLines(text.get(), length);
     return true;
+  } catch (const std::bad_alloc&) {
+    Clear();
+    return false;
   }
 
   bool OnWrite(wxTextFileType typeNew, const wxMBConv& conv) override {

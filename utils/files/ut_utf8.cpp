@@ -9,6 +9,7 @@
 #include <wx/file.h>
 
 #include <array>
+#include <bit>
 #include <cstring>
 #include <vector>
 
@@ -118,15 +119,37 @@ constexpr std::array<std::uint64_t, 256> kRows = makeRows();
 static_assert(kStateCount * Utf8Validator::kStateBits <= 64, "the packed rows hold every state");
 static_assert(sReject * Utf8Validator::kStateBits == Utf8Validator::kRejectState);
 
-bool isAscii16(const unsigned char* p) {
-  std::uint64_t a = 0;
-  std::uint64_t b = 0;
-  std::memcpy(&a, p, 8);
-  std::memcpy(&b, p + 8, 8);
-  return ((a | b) & 0x8080808080808080ULL) == 0;
+constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
+
+// The index of the first byte in memory order whose high bit is set in the
+// word `highBits` (not 0) loaded from those bytes.
+int firstHighByte(std::uint64_t highBits) {
+  if constexpr (std::endian::native == std::endian::little) {
+    return std::countr_zero(highBits) / 8;
+  } else {
+    return std::countl_zero(highBits) / 8;
+  }
 }
 
-constexpr std::ptrdiff_t kBlock = 32;
+// Skips plain ASCII: 16 bytes at a time, then up to the first byte with its
+// high bit set (or to where fewer than 16 bytes remain).
+const unsigned char* skipAscii(const unsigned char* p, const unsigned char* end) {
+  while (end - p >= 16) {
+    std::uint64_t a = 0;
+    std::uint64_t b = 0;
+    std::memcpy(&a, p, 8);
+    std::memcpy(&b, p + 8, 8);
+    if (((a | b) & kHighBits) == 0) {
+      p += 16;
+      continue;
+    }
+    if ((a & kHighBits) != 0) return p + firstHighByte(a & kHighBits);
+    return p + 8 + firstHighByte(b & kHighBits);
+  }
+  return p;
+}
+
+constexpr std::ptrdiff_t kBlock = 16;
 
 }  // namespace
 
@@ -136,7 +159,7 @@ void Utf8Validator::feed(const unsigned char* p, std::size_t size) {
   std::uint64_t s = m_state;
   while (p != end) {
     if ((s & kStateMask) == 0) {
-      while (end - p >= 16 && isAscii16(p)) p += 16;
+      p = skipAscii(p, end);
       if (p == end) break;
     }
     if (end - p >= kBlock) {
