@@ -4,7 +4,6 @@
 #include "ut_regstore_db.h"
 #include "ut_regstore_sql.h"
 
-
 #include <algorithm>
 #include <atomic>
 #include <cstring>
