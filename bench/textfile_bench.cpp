@@ -204,8 +204,10 @@ class TextFileFixture {
  private:
   TextFileFixture() : m_file(m_dir.file("big.txt")) {
     std::ofstream out(m_file.ToStdString(), std::ios::binary);
-    std::string text = mixed().substr(0, kTextFileBytes / 4);
-    text += mostlyAscii().substr(0, kTextFileBytes - text.size());
+    // All of the mostly-ASCII text, then whole lines of the mixed one, so
+    // that no character is cut in two.
+    std::string text = mostlyAscii();
+    text += mixed().substr(0, mixed().rfind('\n', kTextFileBytes - text.size()) + 1);
     out << text;
   }
   ut::bench::ScratchDir m_dir;
