@@ -129,6 +129,9 @@ class UT_EXPORT FileName {
   // refuses and `message` is given, it receives the guard's text; otherwise
   // `message` is left alone.
   bool fileExists(OdString* message = nullptr) const;
+  // The guard, then existence of the directory part (as wxFileName: for a
+  // name with a name part, that is its directory; use assignDir for a name
+  // that is a directory as a whole).
   bool dirExists() const;
   // The guard, then existence of an entry of any kind (a dangling symbolic
   // link included). `flags` is deliberately ignored: any kind counts.
@@ -236,7 +239,8 @@ UT_EXPORT OdString makeBackSlashes(const wchar_t* path);
 UT_EXPORT bool checkSlashes(const OdString& path);
 UT_EXPORT bool checkSlashes(const wchar_t* path);
 // `folder` taken as a directory, made absolute against the corrected `base`
-// (empty or null: the working directory), returned ending in "/".
+// (empty or null: the working directory), returned ending in "/". An empty
+// or null `folder` gives `base` itself.
 UT_EXPORT OdString appendFolder(const wchar_t* base, const wchar_t* folder);
 // FileName(a).sameAs(FileName(b)).
 UT_EXPORT bool equalFilePath(const OdString& a, const OdString& b);

@@ -307,7 +307,9 @@ TEST_F(FileNameDisk, ExistenceByKind) {
     const FileName fn(at(row.name));
     EXPECT_EQ(fn.fileExists(), row.file);
     EXPECT_EQ(FileName::fileExists(at(row.name)), row.file);
-    EXPECT_EQ(fn.dirExists(), row.dir);
+    FileName asDir;
+    asDir.assignDir(at(row.name));
+    EXPECT_EQ(asDir.dirExists(), row.dir);
     EXPECT_EQ(FileName::dirExists(at(row.name)), row.dir);
     EXPECT_EQ(fn.exists(), row.any);
     EXPECT_EQ(fn.exists(1), row.any);  // the kind argument is ignored
@@ -316,6 +318,9 @@ TEST_F(FileNameDisk, ExistenceByKind) {
   EXPECT_TRUE(FileName(at("file.txt")).fileExists(&message));
   EXPECT_EQ(utf8(message), "untouched");
   EXPECT_FALSE(FileName().fileExists());
+  // Like wxFileName, the member form asks about the directory part.
+  EXPECT_TRUE(FileName(at("nope")).dirExists());
+  EXPECT_FALSE(FileName(at("nope/x")).dirExists());
   EXPECT_FALSE(FileName::fileExists(L""));
 }
 

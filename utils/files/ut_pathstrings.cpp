@@ -56,7 +56,7 @@ bool checkSlashes(const wchar_t* path) { return !holds(path, L'\\'); }
 
 OdString appendFolder(const wchar_t* base, const wchar_t* folder) {
   FileName name;
-  name.assignDir(OdString(folder ? folder : L""));
+  name.assignDir(OdString(folder && *folder ? folder : L"."));
   name.makeAbsolute(OdString(base ? base : L""));
   return name.getPath(wxPATH_GET_VOLUME | wxPATH_GET_SEPARATOR);
 }
