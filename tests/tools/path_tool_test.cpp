@@ -2,6 +2,7 @@
 
 #include "test_support.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,11 @@ class PathToolTest : public ::testing::Test {
 
 TEST_F(PathToolTest, ShowsPartsCorrectionAndExistence) {
   ut::test::writeFileBytes(m_dir / "Plot.LSP", "(princ)");
-  const Result r = run({"path", "sub\\..\\Plot.LSP"});
+  std::filesystem::create_directory(m_dir / "sub");
+  const std::string dir = m_dir.path().string();
+  const Result r = run({"path", dir + "\\sub\\..\\Plot.LSP"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("corrected:  sub/../Plot.LSP\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("corrected:  " + dir + "/sub/../Plot.LSP\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("name:       Plot\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("ext:        LSP\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("normalized: " + (m_dir / "Plot.LSP").string() + "\n"), std::string::npos) << r.out;
