@@ -7,6 +7,8 @@
 #include <ut/ut_configstorage.h>
 #include <ut/ut_devsettings.h>
 #include <ut/ut_encodings.h>
+#include <ut/ut_filename.h>
+#include <ut/ut_fileops.h>
 #include <ut/ut_json.h>
 #include <ut/ut_log.h>
 #include <ut/ut_parser.h>

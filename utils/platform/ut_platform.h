@@ -266,6 +266,38 @@ bool makePrivateFolders(const std::string& dir, std::string& error);
 // exists there already. True when it created the file.
 bool createPrivateFile(const std::string& path);
 
+// --- File and directory operations ---------------------------------------
+//
+// Paths are native (UTF-8 on the way to the system); none of these corrects
+// separators. None follows a path onto a network file system on its own: the
+// file layer asks its network-path guard first.
+
+// A regular file (symbolic links followed) that carries no write permission
+// for anyone: the role of the read-only attribute.
+bool isReadOnlyFile(const std::wstring& path);
+
+// access(2) for reading (write false) or writing (write true) by this process.
+bool isAccessible(const std::wstring& path, bool write);
+
+// Copies the content and permission bits of the regular file `from` to `to`.
+// Without `overwrite` an existing `to` makes it fail; with it, `to` is
+// replaced (never when it is `from` itself or a directory). A failed copy
+// leaves no partial `to` behind.
+bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite);
+
+// Renames `from` to `to` (files and directories, on one file system). Without
+// `overwrite` an existing `to` makes it fail, atomically.
+bool renameFile(const std::wstring& from, const std::wstring& to, bool overwrite);
+
+// The names in directory `dir` ("." and ".." left out); empty when it cannot
+// be read.
+std::vector<std::wstring> directoryEntries(const std::wstring& dir);
+
+// Deletes everything inside directory `dir` (symbolic links themselves, never
+// what they point to) and keeps `dir`. False when `dir` is not a directory or
+// an entry could not be deleted (the others are deleted all the same).
+bool clearDirectory(const std::wstring& dir);
+
 // --- File-system facts -----------------------------------------------------
 
 // What kind of storage a root is. The values are those of GetDriveTypeW, which
