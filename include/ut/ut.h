@@ -11,11 +11,14 @@
 #include <ut/ut_fileops.h>
 #include <ut/ut_json.h>
 #include <ut/ut_log.h>
+#include <ut/ut_objectadapter.h>
 #include <ut/ut_parser.h>
 #include <ut/ut_hooks.h>
 #include <ut/ut_profile.h>
+#include <ut/ut_progress.h>
 #include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>
+#include <ut/ut_reporter.h>
 #include <ut/ut_reporter_message.h>
 #include <ut/ut_sorting.h>
 #include <ut/ut_strings.h>
