@@ -2,11 +2,13 @@
 
 // Umbrella header: every public family of the library.
 #include <ut/ut_export.h>
+#include <ut/ut_binstream.h>
 #include <ut/ut_config.h>
 #include <ut/ut_confignode.h>
 #include <ut/ut_configstorage.h>
 #include <ut/ut_devsettings.h>
 #include <ut/ut_encodings.h>
+#include <ut/ut_filelock.h>
 #include <ut/ut_json.h>
 #include <ut/ut_log.h>
 #include <ut/ut_parser.h>
@@ -19,3 +21,4 @@
 #include <ut/ut_strings.h>
 #include <ut/ut_tracer.h>
 #include <ut/ut_uuid.h>
+#include <ut/ut_zip.h>
