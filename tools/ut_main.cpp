@@ -126,6 +126,7 @@ int main(int argc, char** argv) {
   addProfileCommands(app, context);
   addSortCommands(app, context);
   addEncodeCommands(app, context);
+  addFilesCommands(app, context);
 
   try {
     app.parse(argc, argv);

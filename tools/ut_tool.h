@@ -113,5 +113,6 @@ void addConfigCommands(CLI::App& app, Context& context);
 void addProfileCommands(CLI::App& app, Context& context);
 void addSortCommands(CLI::App& app, Context& context);
 void addEncodeCommands(CLI::App& app, Context& context);
+void addFilesCommands(CLI::App& app, Context& context);
 
 }  // namespace ut::tool
