@@ -29,8 +29,8 @@ namespace fs = std::filesystem;
 // Drawing-export-like content: words, numbers and some noise, about 3:1 at
 // level 6.
 std::string sampleBytes(std::size_t n, unsigned seed) {
-  static const char* const words[] = {"LINE ", "ARC ", "LAYER ", "0.000000 ", "CIRCLE ", "TEXT ", "Kitchen ",
-                                      "HATCH ", "ENTITIES\n", "AcDbLine\n"};
+  static const char* const words[] = {"LINE ", "ARC ",     "LAYER ", "0.000000 ",  "CIRCLE ",
+                                      "TEXT ", "Kitchen ", "HATCH ", "ENTITIES\n", "AcDbLine\n"};
   std::mt19937 rng(seed);
   std::string s;
   s.reserve(n + 32);
@@ -52,11 +52,11 @@ void writeFile(const fs::path& file, const std::string& bytes) {
 struct Data {
   ut::bench::ScratchDir dir;
   fs::path root;
-  fs::path big;       // 64 MB
-  fs::path bigZ;      // its zlib form
-  fs::path bigGz;     // its gzip form
-  fs::path small;     // folder of 2,000 small files
-  fs::path huge;      // folder with one 200 MB file
+  fs::path big;    // 64 MB
+  fs::path bigZ;   // its zlib form
+  fs::path bigGz;  // its gzip form
+  fs::path small;  // folder of 2,000 small files
+  fs::path huge;   // folder with one 200 MB file
   Data() {
     root = fs::path(dir.file("x").ToStdString()).parent_path();
     big = root / "big.bin";
@@ -95,7 +95,8 @@ void setBytes(benchmark::State& state, const fs::path& input) {
 void BM_ZlibEngine_Compress64MB(benchmark::State& state) {
   Data& d = Data::get();
   const fs::path out = d.root / "engine.z";
-  for (auto _ : state) benchmark::DoNotOptimize(ZlibEngine().compress(d.big.wstring().c_str(), out.wstring().c_str(), 6));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(ZlibEngine().compress(d.big.wstring().c_str(), out.wstring().c_str(), 6));
   setBytes(state, d.big);
 }
 
@@ -140,7 +141,8 @@ void BM_ZlibEngine_Compress64MB_Gzip6(benchmark::State& state) {
 void BM_ZlibEngine_Decompress64MB(benchmark::State& state) {
   Data& d = Data::get();
   const fs::path out = d.root / "engine.out";
-  for (auto _ : state) benchmark::DoNotOptimize(ZlibEngine().decompress(d.bigZ.wstring().c_str(), out.wstring().c_str()));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(ZlibEngine().decompress(d.bigZ.wstring().c_str(), out.wstring().c_str()));
   setBytes(state, d.big);
 }
 

@@ -79,15 +79,15 @@ int runCodec(const CodecOptions& o, bool compressing) {
   trace(eTraceSteps, wxString(compressing ? L"compress " : L"decompress ") + in + L" -> " + out);
   const InterruptScope interrupts;
   ToolEngine engine;
-  const int result = compressing ? engine.compress(in.c_str(), out.c_str(), o.level)
-                                 : engine.decompress(in.c_str(), out.c_str());
+  const int result =
+      compressing ? engine.compress(in.c_str(), out.c_str(), o.level) : engine.decompress(in.c_str(), out.c_str());
   const bool ok = result == 0 || result == 1;
   if (!ok && o.output != "-") {
     std::error_code ignored;
     fs::remove(fs::path(toUtf8(out)), ignored);  // no partial output
   }
-  const wxString report =
-      wxString::Format(L"%ls (result %d)", engine.lastStatus.empty() ? L"Zlib Error" : engine.lastStatus.c_str(), result);
+  const wxString report = wxString::Format(
+      L"%ls (result %d)", engine.lastStatus.empty() ? L"Zlib Error" : engine.lastStatus.c_str(), result);
   // With the data on standard output the report goes to standard error.
   if (o.output == "-" || !ok) {
     std::fprintf(stderr, "ut: %s\n", toUtf8(report).c_str());
@@ -121,8 +121,9 @@ int runZip(const ZipOptions& o) {
     throw UsageError("give one folder, or any number of files");
   }
   const OdString archive(fromUtf8(o.archive).ToStdWstring());
-  const EZipStatus status = folders.empty() ? zipFiles(archive, files)
-                                            : zipFolder(archive, OdString(fromUtf8(folders[0].string()).ToStdWstring()));
+  const EZipStatus status = folders.empty()
+                                ? zipFiles(archive, files)
+                                : zipFolder(archive, OdString(fromUtf8(folders[0].string()).ToStdWstring()));
   if (status != eZipOk) throw OperationError(toUtf8(wxString(zipStatusMessage(status).c_str())));
   return eExitOk;
 }
@@ -224,8 +225,8 @@ std::string describe(const LockState& s) {
   if (s.state == "held") return "held open by another program (no lock files)";
   if (s.state == "mine") return "locked by this user here since " + s.since;
   if (s.state == "other") return "locked by " + s.user + " on " + s.machine + " since " + s.since;
-  return "stale lock files (lock files present but nobody holds the file; written by " + s.user + " on " +
-         s.machine + " " + s.since + ")";
+  return "stale lock files (lock files present but nobody holds the file; written by " + s.user + " on " + s.machine +
+         " " + s.since + ")";
 }
 
 int runLockStatus(const LockOptions& o) {
@@ -257,8 +258,8 @@ int runLock(const LockOptions& o) {
   }
   printLine(fromUtf8("locked " + o.file + (o.hold ? "" : "; Ctrl-C unlocks")));
   std::fflush(stdout);
-  const auto until = std::chrono::steady_clock::now() +
-                     std::chrono::milliseconds(static_cast<long long>(o.hold.value_or(0) * 1000));
+  const auto until =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(static_cast<long long>(o.hold.value_or(0) * 1000));
   while (!g_interrupted && (!o.hold || std::chrono::steady_clock::now() < until)) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
@@ -278,7 +279,8 @@ void addFilesCommands(CLI::App& app, Context& context) {
     c->add_option("IN", o->input, "The input file, - for standard input")->required();
     c->add_option("OUT", o->output, "The output file, - for standard output")->required();
     if (compressing) c->add_option("-l,--level", o->level, "zlib's level: 0 to 9, -1 its default")->type_name("N");
-    c->callback([&context, o, compressing] { context.action = [o, compressing] { return runCodec(*o, compressing); }; });
+    c->callback(
+        [&context, o, compressing] { context.action = [o, compressing] { return runCodec(*o, compressing); }; });
   }
 
   auto zip = std::make_shared<ZipOptions>();
@@ -299,8 +301,9 @@ void addFilesCommands(CLI::App& app, Context& context) {
   CLI::App* l = app.add_subcommand("lock", "Lock a drawing and hold it; or tell who holds drawings");
   l->add_option("FILE", lock->file, "The file to lock");
   l->add_option("--hold", lock->hold, "Hold the lock this many seconds (default: until Ctrl-C)")->type_name("SECONDS");
-  CLI::App* s = l->add_subcommand("status", "Say for each file: free, locked by you here, locked by someone "
-                                            "else (exit 1), or stale lock files");
+  CLI::App* s = l->add_subcommand("status",
+                                  "Say for each file: free, locked by you here, locked by someone "
+                                  "else (exit 1), or stale lock files");
   s->add_option("FILE", lock->statusFiles, "The files")->required();
   s->add_flag("--json", lock->json, "One JSON array of {file, state, user, machine, since}");
   s->callback([&context, lock] { context.action = [lock] { return runLockStatus(*lock); }; });

@@ -108,7 +108,8 @@ class UT_EXPORT COBinStreamImp : public COBinStream {
   void reset();
   // Bytes written so far (the write position).
   unsigned int pos() const { return m_pos; }
-  // The start of the buffer; null while it is empty.
+  // The start of the buffer; null before anything was written (or after the
+  // buffer was moved away).
   const void* data() const { return m_buffer.getPtr(); }
 
   // When position + size exceeds the buffer, the buffer grows to exactly

@@ -39,7 +39,9 @@ class UT_EXPORT LockedFileHandle {
   LockedFileHandle(const LockedFileHandle&) = default;
   LockedFileHandle& operator=(const LockedFileHandle&) = default;
   LockedFileHandle(LockedFileHandle&& other) noexcept : LockedFileHandle(static_cast<const LockedFileHandle&>(other)) {}
-  LockedFileHandle& operator=(LockedFileHandle&& other) noexcept { return *this = static_cast<const LockedFileHandle&>(other); }
+  LockedFileHandle& operator=(LockedFileHandle&& other) noexcept {
+    return *this = static_cast<const LockedFileHandle&>(other);
+  }
   ~LockedFileHandle() = default;
 
   // Stores the slash-corrected path and opens the existing file for reading

@@ -77,8 +77,7 @@ class UT_EXPORT ZlibEngine {
   // non-zero length, gives Z_STREAM_ERROR (-2) without touching anything.
   static int compressMemory(unsigned char* dest, unsigned long* destLen, unsigned char* src, unsigned long srcLen,
                             int level);
-  static int decompressMemory(unsigned char* dest, unsigned long* destLen, unsigned char* src,
-                              unsigned long srcLen);
+  static int decompressMemory(unsigned char* dest, unsigned long* destLen, unsigned char* src, unsigned long srcLen);
 
  protected:
   // Record the input's length and initialise zlib (header version "1.2.5");

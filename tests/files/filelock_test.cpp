@@ -239,8 +239,9 @@ const char* const kForeignUser = "Zo\xc3\xab & <Co>";
 
 std::vector<std::string> childCommand(const std::vector<std::string>& args, bool foreign) {
   std::vector<std::string> all;
-  if (foreign) all = {"--reuid=54321", "--regid=54321", "--clear-groups", "/usr/bin/env",
-                      std::string("USER=") + kForeignUser, "LC_ALL=C.UTF-8", UT_TEST_CHILD};
+  if (foreign)
+    all = {"--reuid=54321",  "--regid=54321", "--clear-groups", "/usr/bin/env", std::string("USER=") + kForeignUser,
+           "LC_ALL=C.UTF-8", UT_TEST_CHILD};
   all.insert(all.end(), args.begin(), args.end());
   return all;
 }

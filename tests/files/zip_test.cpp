@@ -60,7 +60,10 @@ void makeSample(const fs::path& root) {
   fs::create_directories(root / "empty folder");
   writeFileBytes(root / "readme.txt", "drawing notes\n");
   writeFileBytes(root / "empty.dat", "");
-  writeFileBytes(root / "sub" / "\xc3\x9cnic\xc3\xb8" "de \xe2\x82\xac.txt", "euro");
+  writeFileBytes(root / "sub" /
+                     "\xc3\x9cnic\xc3\xb8"
+                     "de \xe2\x82\xac.txt",
+                 "euro");
   writeFileBytes(root / "sub" / "deeper" / "random.bin", randomBytes(70000));
   writeFileBytes(root / "sub" / "deeper" / "text.txt", std::string(100000, 'a'));
 }
@@ -104,7 +107,8 @@ TEST(ZipFolder, InfoZipAndPythonReadWhatZipFolderWrites) {
             "sub/deeper/ 0\n"
             "sub/deeper/random.bin 70000\n"
             "sub/deeper/text.txt 100000\n"
-            "sub/\xc3\x9cnic\xc3\xb8" "de \xe2\x82\xac.txt 4\n")
+            "sub/\xc3\x9cnic\xc3\xb8"
+            "de \xe2\x82\xac.txt 4\n")
       << py.err;
 
   const auto extracted = run(dir, "unzip", {"-q", archive.string(), "-d", (dir / "byunzip").string()});
@@ -141,8 +145,12 @@ TEST(UnzipFolder, ExtractsArchivesOfInfoZipAndPythonByteForByte) {
     std::vector<std::string> args;
   };
   const std::vector<Case> cases = {
-      {"zip -r deflated", "sh", {"-c", "cd \"$1\" && zip -q -r \"$2\" .", "sh", src.string(), (dir / "a.zip").string()}},
-      {"zip -r stored", "sh", {"-c", "cd \"$1\" && zip -q -0 -r \"$2\" .", "sh", src.string(), (dir / "b.zip").string()}},
+      {"zip -r deflated",
+       "sh",
+       {"-c", "cd \"$1\" && zip -q -r \"$2\" .", "sh", src.string(), (dir / "a.zip").string()}},
+      {"zip -r stored",
+       "sh",
+       {"-c", "cd \"$1\" && zip -q -0 -r \"$2\" .", "sh", src.string(), (dir / "b.zip").string()}},
       {"python deflated", "python3", {"-c", pyZip, src.string(), (dir / "c.zip").string(), "8"}},
       {"python stored", "python3", {"-c", pyZip, src.string(), (dir / "d.zip").string(), "0"}},
   };
@@ -164,10 +172,10 @@ TEST(UnzipFolder, RefusesNamesThatLeaveTheTargetAndWritesNothing) {
       "  z.writestr('ok.txt','fine')\n"
       "  zi=zipfile.ZipInfo('x'); zi.filename=sys.argv[2]; z.writestr(zi,'evil')\n";
   const char* names[] = {"../evil.txt", "a/../../evil.txt", "/tmp/ut-zip-test-evil.txt", "..\\evil.txt", "C:evil.txt"};
-  for (const char* name : names) {
+  for (const char* const& name : names) {
     const fs::path archive = dir / "evil.zip";
     ASSERT_EQ(run(dir, "python3", {"-c", make, archive.string(), name}).status, 0);
-    const fs::path target = dir / "deep" / "target";
+    const fs::path target = dir / "deep" / ("target" + std::to_string(&name - names));
     LogCapture log;
     EXPECT_FALSE(ut::unzipFolder(od(archive), od(target))) << name;
     EXPECT_TRUE(logged(log, std::string("Can not read zip entry '") + name + "'")) << name;

@@ -99,8 +99,8 @@ TEST(ZlibEngineDecompress, ReadsWhatPythonCompressed) {
   TempDir dir;
   const auto original = dir / "original.bin";
   ASSERT_TRUE(writeFileBytes(original, textBytes(1000000) + randomBytes(50000, 3)));
-  python(dir, "import zlib\nd=open('" + original.string() + "','rb').read()\n" +
-                  "for l in (0,1,9): open('" + (dir / "py").string() + "%d.z' % l,'wb').write(zlib.compress(d,l))\n");
+  python(dir, "import zlib\nd=open('" + original.string() + "','rb').read()\n" + "for l in (0,1,9): open('" +
+                  (dir / "py").string() + "%d.z' % l,'wb').write(zlib.compress(d,l))\n");
   for (const char* level : {"0", "1", "9"}) {
     const auto z = dir / (std::string("py") + level + ".z");
     const auto back = dir / (std::string("py") + level + ".back");
@@ -232,7 +232,7 @@ TEST(ZlibEngineMemory, CompressAndDecompressBuffers) {
   unsigned long small = 10;
   EXPECT_EQ(ZlibEngine::decompressMemory(back.data(), &small, packed.data(), packedLen), -5);  // Z_BUF_ERROR
   unsigned long cut = back.size();
-  EXPECT_EQ(ZlibEngine::decompressMemory(back.data(), &cut, packed.data(), packedLen / 2), -5);
+  EXPECT_EQ(ZlibEngine::decompressMemory(back.data(), &cut, packed.data(), packedLen / 2), -3);  // Z_DATA_ERROR
   small = 10;
   EXPECT_EQ(ZlibEngine::compressMemory(packed.data(), &small, src.data(), src.size(), 6), -5);
   EXPECT_EQ(ZlibEngine::compressMemory(packed.data(), nullptr, src.data(), src.size(), 6), -2);

@@ -155,8 +155,7 @@ int COBinStreamImp::write(int size, const void* data) {
 
 // --- CIBinStreamImp ------------------------------------------------------------
 
-CIBinStreamImp::CIBinStreamImp(const unsigned char* data, unsigned int size)
-    : m_data(data), m_size(data ? size : 0) {}
+CIBinStreamImp::CIBinStreamImp(const unsigned char* data, unsigned int size) : m_data(data), m_size(data ? size : 0) {}
 
 CIBinStreamImp::~CIBinStreamImp() = default;
 

@@ -8,7 +8,9 @@
 #include <wx/wfstream.h>
 #include <wx/zipstrm.h>
 
+#include <cstring>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -85,12 +87,44 @@ ECopy copyEntry(wxZipInputStream& zip, wxOutputStream& out) {
   }
 }
 
+// UTF-8 for the names of an archive, remembering names that were absolute:
+// wx strips their leading "/" before the entry shows them, and such an
+// archive must be refused, not extracted somewhere else.
+class NameConv : public wxMBConvUTF8 {
+ public:
+  size_t ToWChar(wchar_t* dst, size_t dstLen, const char* src, size_t srcLen = wxNO_LEN) const override {
+    const size_t n = wxMBConvUTF8::ToWChar(dst, dstLen, src, srcLen);
+    if (src && srcLen != 0 && (src[0] == '/' || src[0] == '\\') && n != wxCONV_FAILED) {
+      const wxString raw = wxString::FromUTF8(src, srcLen == wxNO_LEN ? std::strlen(src) : srcLen);
+      m_absolute[wxZipEntry::GetInternalName(raw, wxPATH_UNIX)] = raw;
+    }
+    return n;
+  }
+  wxMBConv* Clone() const override { return new NameConv(*this); }
+  // The raw name an entry's name came from when that was absolute.
+  std::optional<wxString> absolute(const wxString& name) const {
+    const auto it = m_absolute.find(name);
+    return it == m_absolute.end() ? std::nullopt : std::optional<wxString>(it->second);
+  }
+
+ private:
+  mutable std::map<wxString, wxString> m_absolute;
+};
+
 // An archive opened for reading; entries read one after the other.
 class Reader {
  public:
-  explicit Reader(wxInputStream& in) : m_zip(in, wxConvUTF8) {}
+  explicit Reader(wxInputStream& in) : m_zip(in, m_conv) {}
   explicit Reader(const OdString& archive)
-      : m_file(std::make_unique<wxFFileInputStream>(fromPath(toPath(archive)))), m_zip(*m_file, wxConvUTF8) {}
+      : m_file(std::make_unique<wxFFileInputStream>(fromPath(toPath(archive)))), m_zip(*m_file, m_conv) {}
+
+  // The name to refuse the entry under, when it leaves the target folder.
+  std::optional<wxString> unsafeName(const wxZipEntry& entry) const {
+    if (auto raw = m_conv.absolute(entry.GetInternalName())) return raw;
+    const wxString name = entry.GetInternalName();
+    if (!safeRelativePath(name)) return name;
+    return std::nullopt;
+  }
 
   bool ok() const { return (!m_file || m_file->IsOk()) && m_zip.IsOk(); }
   // The next entry; null at the end or on a damaged archive (see failed()).
@@ -102,6 +136,7 @@ class Reader {
   wxZipInputStream& stream() { return m_zip; }
 
  private:
+  NameConv m_conv;
   std::unique_ptr<wxFFileInputStream> m_file;
   wxZipInputStream m_zip;
 };
@@ -109,6 +144,7 @@ class Reader {
 // Extracts the current entry of `reader` into `folder`.
 bool extractEntry(Reader& reader, const wxZipEntry& entry, const fs::path& folder) {
   const wxString name = entry.GetInternalName();
+  if (const auto unsafe = reader.unsafeName(entry)) return cannotRead(*unsafe);
   const std::optional<fs::path> relative = safeRelativePath(name);
   if (!relative) return cannotRead(name);
   const fs::path target = folder / *relative;
@@ -130,28 +166,30 @@ bool extractEntry(Reader& reader, const wxZipEntry& entry, const fs::path& folde
   return result == ECopy::eReadFailed ? cannotRead(name) : cannotCreate(target);
 }
 
-// The names of all entries, or nullopt (logged) for an unreadable archive.
-std::optional<std::vector<wxString>> entryNames(const OdString& archive) {
+// The names of all entries (folders ending in "/"), or nullopt (logged) for
+// an unreadable archive. With `checked`, also nullopt (logged) for a name
+// that would leave the target folder.
+std::optional<std::vector<wxString>> entryNames(const OdString& archive, bool checked) {
   Reader reader(archive);
   if (!reader.ok()) {
     cannotRead(archive.c_str());
     return std::nullopt;
   }
   std::vector<wxString> names;
-  while (auto entry = reader.next()) names.push_back(entry->GetInternalName());
+  while (auto entry = reader.next()) {
+    if (checked) {
+      if (const auto unsafe = reader.unsafeName(*entry)) {
+        cannotRead(*unsafe);
+        return std::nullopt;
+      }
+    }
+    names.push_back(entry->GetInternalName() + (entry->IsDir() ? L"/" : L""));
+  }
   if (reader.failed()) {
     cannotRead(names.empty() ? wxString(archive.c_str()) : names.back());
     return std::nullopt;
   }
   return names;
-}
-
-// Every name must stay inside the target folder.
-bool checkNames(const std::vector<wxString>& names) {
-  for (const wxString& name : names) {
-    if (!safeRelativePath(name)) return cannotRead(name);
-  }
-  return true;
 }
 
 bool makeFolder(const fs::path& folder) {
@@ -171,9 +209,8 @@ bool extractAll(Reader& reader, const fs::path& folder) {
 }  // namespace
 
 bool unzipFolder(const OdString& archive, const OdString& folder) {
-  const std::optional<std::vector<wxString>> names = entryNames(archive);
+  const std::optional<std::vector<wxString>> names = entryNames(archive, true);
   if (!names) return false;
-  if (!checkNames(*names)) return false;
   const fs::path target = toPath(folder);
   if (!makeFolder(target)) return false;
   Reader reader(archive);
@@ -232,7 +269,7 @@ bool unzipOneFile(const OdString& archive, wxOutputStream& target) {
 }
 
 bool getZippedFolderEntries(const OdString& archive, OdArray<OdString>& entries) {
-  const std::optional<std::vector<wxString>> names = entryNames(archive);
+  const std::optional<std::vector<wxString>> names = entryNames(archive, false);
   if (!names) return false;
   for (const wxString& name : *names) entries.append(OdString(name));
   return true;
@@ -258,8 +295,8 @@ UnzippingHelper::~UnzippingHelper() = default;
 bool UnzippingHelper::init(std::size_t expectedEntries) {
   m_impl->reader.reset();
   m_impl->total = m_impl->done = 0;
-  const std::optional<std::vector<wxString>> names = entryNames(m_impl->archive);
-  if (!names || !checkNames(*names)) return false;
+  const std::optional<std::vector<wxString>> names = entryNames(m_impl->archive, true);
+  if (!names) return false;
   if (expectedEntries != 0 && expectedEntries != names->size()) return false;
   if (!makeFolder(m_impl->folder)) return false;
   m_impl->reader = std::make_unique<Reader>(m_impl->archive);

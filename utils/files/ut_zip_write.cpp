@@ -45,6 +45,16 @@ wxDateTime modificationTime(const fs::path& path) {
   return when.IsValid() ? when : wxDateTime::Now();
 }
 
+// The entry for a member. Names outside ASCII are stored as UTF-8 and say so
+// (the language-encoding flag), so that other tools do not read them as the
+// old DOS code page.
+wxZipEntry* newEntry(const Member& m) {
+  auto* entry = new wxZipEntry(m.name, modificationTime(m.source));
+  if (m.folder) entry->SetIsDir();
+  if (!m.name.IsAscii()) entry->SetFlags(entry->GetFlags() | wxZIP_LANG_ENC_UTF8);
+  return entry;
+}
+
 // Copies a file's bytes into the current entry; false when the file cannot
 // be read (the status says which side failed).
 EZipStatus copyInto(wxZipOutputStream& zip, const fs::path& file) {
@@ -73,12 +83,9 @@ EZipStatus writeArchive(const fs::path& archive, const std::vector<Member>& memb
     wxZipOutputStream zip(out, -1, wxConvUTF8);
     for (const Member& m : members) {
       if (status != eZipOk) break;
-      const wxDateTime when = modificationTime(m.source);
-      if (m.folder) {
-        if (!zip.PutNextDirEntry(m.name, when)) status = eZipWriteError;
-      } else if (!zip.PutNextEntry(m.name, when)) {
+      if (!zip.PutNextEntry(newEntry(m))) {
         status = eZipWriteError;
-      } else {
+      } else if (!m.folder) {
         status = copyInto(zip, m.source);
         if (status == eZipOk && !zip.CloseEntry()) status = eZipWriteError;
       }

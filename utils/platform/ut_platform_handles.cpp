@@ -92,8 +92,7 @@ SigpipeGuard::~SigpipeGuard() {
   if (!m_wasPending) {
     // Consume the signal our own writes raised, without waiting.
     const timespec none{0, 0};
-    while (::sigtimedwait(&pipe, nullptr, &none) == SIGPIPE) {
-    }
+    while (::sigtimedwait(&pipe, nullptr, &none) == SIGPIPE) {}
   }
   if (!m_wasBlocked) ::pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
 }
