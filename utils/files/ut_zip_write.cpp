@@ -48,12 +48,21 @@ wxDateTime modificationTime(const fs::path& path) {
 // The entry for a member. Names outside ASCII are stored as UTF-8 and say so
 // (the language-encoding flag), so that other tools do not read them as the
 // old DOS code page.
-wxZipEntry* newEntry(const Member& m) {
-  auto* entry = new wxZipEntry(m.name, modificationTime(m.source));
-  if (m.folder) entry->SetIsDir();
-  if (!m.name.IsAscii()) entry->SetFlags(entry->GetFlags() | wxZIP_LANG_ENC_UTF8);
-  return entry;
-}
+class MemberEntry : public wxZipEntry {
+ public:
+  explicit MemberEntry(const Member& m) : wxZipEntry(m.name, modificationTime(m.source)) {
+    // Made by Unix, with the member's permissions: extractors then keep the
+    // names as they are instead of converting them from the DOS code page.
+    SetSystemMadeBy(wxZIP_SYSTEM_UNIX);
+    std::error_code ec;
+    const auto perms = static_cast<int>(fs::status(m.source, ec).permissions() & fs::perms::all);
+    SetMode(ec ? (m.folder ? 0755 : 0644) : perms);
+    if (m.folder) SetIsDir();
+    if (!m.name.IsAscii()) SetFlags(GetFlags() | wxZIP_LANG_ENC_UTF8);
+  }
+};
+
+wxZipEntry* newEntry(const Member& m) { return new MemberEntry(m); }
 
 // Copies a file's bytes into the current entry; false when the file cannot
 // be read (the status says which side failed).
