@@ -3,6 +3,8 @@
 
 #include <ut/ut_binstream.h>
 
+#include "ut_platform.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -12,45 +14,6 @@
 #include <vector>
 
 namespace {
-
-// The UTF-16 form the Windows build writes. Values that already are UTF-16
-// units (including lone surrogates) stay one unit; values beyond Unicode
-// become U+FFFD.
-std::u16string toUtf16Units(const wchar_t* text) {
-  std::u16string units;
-  for (const wchar_t* p = text; *p; ++p) {
-    const auto c = static_cast<std::uint32_t>(*p);
-    if (c <= 0xFFFF) {
-      units.push_back(static_cast<char16_t>(c));
-    } else if (c <= 0x10FFFF) {
-      units.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
-      units.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
-    } else {
-      units.push_back(u'\uFFFD');
-    }
-  }
-  return units;
-}
-
-bool isHighSurrogate(char16_t u) { return u >= 0xD800 && u <= 0xDBFF; }
-bool isLowSurrogate(char16_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
-
-// Decodes UTF-16 units to code points; a surrogate without its partner is
-// kept as its own value.
-std::wstring fromUtf16Units(const std::vector<char16_t>& units) {
-  std::wstring out;
-  out.reserve(units.size());
-  for (std::size_t i = 0; i < units.size(); ++i) {
-    const char16_t u = units[i];
-    if (isHighSurrogate(u) && i + 1 < units.size() && isLowSurrogate(units[i + 1])) {
-      out.push_back(static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (units[i + 1] - 0xDC00)));
-      ++i;
-    } else {
-      out.push_back(static_cast<wchar_t>(u));
-    }
-  }
-  return out;
-}
 
 template <class T>
 void readValue(CIBinStream& in, T& value) {
@@ -90,11 +53,15 @@ COBinStream& COBinStream::operator<<(float value) { return write(sizeof value, &
 COBinStream& COBinStream::operator<<(double value) { return write(sizeof value, &value), *this; }
 
 COBinStream& COBinStream::operator<<(const wchar_t* text) {
-  const std::u16string units = text ? toUtf16Units(text) : std::u16string();
+  // The UTF-16 form the Windows build writes: lone surrogates (as the reader
+  // may produce) stay the one unit they stand for.
+  const std::vector<std::uint8_t> bytes =
+      text ? ut::platform::encodeUtf16(text, ut::platform::EByteOrder::eLittleEndian) : std::vector<std::uint8_t>();
   // A count must fit the 32-bit field; no real string comes near it.
-  const std::int32_t count = units.size() > INT_MAX / 2 ? 0 : static_cast<std::int32_t>(units.size());
+  const std::size_t units = bytes.size() / 2;
+  const std::int32_t count = units > INT_MAX / 2 ? 0 : static_cast<std::int32_t>(units);
   write(sizeof count, &count);
-  if (count != 0) write(count, units.data());
+  if (count != 0) write(count, bytes.data());
   return *this;
 }
 
@@ -116,10 +83,10 @@ CIBinStream& CIBinStream::operator>>(std::wstring& text) {
   if (read(sizeof count, &count) != static_cast<int>(sizeof count) || count < 0) throw 0;
   const std::vector<unsigned char> bytes = readBytes(*this, count);
   // The Windows string: n + 1 UTF-16 units, the first n bytes from the stream.
-  std::vector<char16_t> units(static_cast<std::size_t>(count) + 1, u'\0');
+  std::u16string units(static_cast<std::size_t>(count) + 1, u'\0');
   std::memcpy(units.data(), bytes.data(), bytes.size());
   units[static_cast<std::size_t>(count)] = u'\0';
-  text = fromUtf16Units(units);
+  text = ut::platform::fromUtf16(units);
   text.resize(static_cast<std::size_t>(count) + 1, L'\0');
   return *this;
 }
