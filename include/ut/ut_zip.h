@@ -41,8 +41,8 @@ class UT_EXPORT ZlibEngine {
   ZlibEngine& operator=(const ZlibEngine&) = delete;
 
   // Compresses `input` into `output` (created or emptied) at zlib's `level`
-  // (-1 default, 0 to 9). Names are slash-corrected; a null name cannot be
-  // opened. Steps: init (a non-zero result is returned at once, without
+  // (-1 default, 0 to 9). Names are slash-corrected. A file that cannot be
+  // opened (or a null or empty name) gives -1 and status "Zlib Error". Steps: init (a non-zero result is returned at once, without
   // status); while not aborted, refill the input buffer when it is empty (end
   // of input leaves the loop), deflate, drain, stop on an error, report
   // progress; then finish and drain until no more output, an error or an
