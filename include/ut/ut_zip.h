@@ -42,13 +42,14 @@ class UT_EXPORT ZlibEngine {
 
   // Compresses `input` into `output` (created or emptied) at zlib's `level`
   // (-1 default, 0 to 9). Names are slash-corrected. A file that cannot be
-  // opened (or a null or empty name) gives -1 and status "Zlib Error". Steps: init (a non-zero result is returned at once, without
-  // status); while not aborted, refill the input buffer when it is empty (end
-  // of input leaves the loop), deflate, drain, stop on an error, report
-  // progress; then finish and drain until no more output, an error or an
-  // abort; final progress; end the stream; status "User Abort", "Success" (last
-  // result 0 or 1) or "Zlib Error". Returns -7 when aborted, else the last
-  // zlib result (1 on success).
+  // opened (or a null or empty name) gives -1 and status "Zlib Error".
+  // Steps: init (a non-zero result is returned at once, without status);
+  // while not aborted, refill the input buffer when it is empty (end of input
+  // leaves the loop), deflate, drain, stop on an error, report progress; then
+  // finish and drain until no more output, an error or an abort; final
+  // progress; end the stream; status "User Abort", "Success" (last result 0
+  // or 1) or "Zlib Error". Returns -7 when aborted, else the last zlib result
+  // (1 on success).
   int compress(const wchar_t* input, const wchar_t* output, int level);
   // The inverse. A truncated or corrupt stream gives zlib's error
   // (-3 Z_DATA_ERROR, -5 Z_BUF_ERROR for a cut stream).
