@@ -11,6 +11,7 @@ packages=(
   libboost-dev nlohmann-json3-dev libicu-dev libsqlite3-dev libsecret-1-dev
   libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
   locales clang clang-format libclang-rt-14-dev python3
+  zip unzip
 )
 
 missing=()

@@ -127,6 +127,7 @@ int main(int argc, char** argv) {
   addSortCommands(app, context);
   addEncodeCommands(app, context);
   addPathCommands(app, context);
+  addFilesCommands(app, context);
 
   try {
     app.parse(argc, argv);

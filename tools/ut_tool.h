@@ -114,5 +114,6 @@ void addProfileCommands(CLI::App& app, Context& context);
 void addSortCommands(CLI::App& app, Context& context);
 void addEncodeCommands(CLI::App& app, Context& context);
 void addPathCommands(CLI::App& app, Context& context);
+void addFilesCommands(CLI::App& app, Context& context);
 
 }  // namespace ut::tool

@@ -2,6 +2,7 @@
 
 // Umbrella header: every public family of the library.
 #include <ut/ut_export.h>
+#include <ut/ut_binstream.h>
 #include <ut/ut_config.h>
 #include <ut/ut_confignode.h>
 #include <ut/ut_configstorage.h>
@@ -9,6 +10,7 @@
 #include <ut/ut_encodings.h>
 #include <ut/ut_filename.h>
 #include <ut/ut_fileops.h>
+#include <ut/ut_filelock.h>
 #include <ut/ut_json.h>
 #include <ut/ut_log.h>
 #include <ut/ut_objectadapter.h>
@@ -24,3 +26,4 @@
 #include <ut/ut_strings.h>
 #include <ut/ut_tracer.h>
 #include <ut/ut_uuid.h>
+#include <ut/ut_zip.h>

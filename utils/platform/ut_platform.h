@@ -238,6 +238,10 @@ class ExclusiveFile {
   // Releases the lock and the descriptor. True when nothing was open or the
   // descriptor closed cleanly; the object is closed afterwards either way.
   bool close();
+  // Hands the descriptor to the caller with its lock and leaves the object
+  // closed; -1 when it was not open. For types that copy a handle by value
+  // and close it explicitly (closeHandle), as Windows handles are used.
+  int release();
 
  private:
   void setError(EFileError error, int systemError);
@@ -251,6 +255,34 @@ class ExclusiveFile {
 // Deletes a file (the role of DeleteFileW); false for a missing file or a
 // directory.
 bool deleteFile(const std::wstring& path);
+
+// --- Raw handles, hidden files and broken pipes ----------------------------
+
+// Closes a descriptor from ExclusiveFile::release (the role of CloseHandle); false for
+// -1 or when the system reports an error.
+bool closeHandle(int handle);
+
+// Sets the hidden bit in the DOS attributes that Samba keeps as the extended
+// attribute "user.DOSATTRIB", where the file or its folder carries one (the
+// sign that the folder is shared with Windows machines). Elsewhere Linux has
+// no hidden attribute for a name without a leading dot, and nothing happens.
+// True when the bit was set.
+bool setDosHiddenAttribute(const std::wstring& path);
+
+// While alive, writes by this thread to a pipe or socket whose reader is gone
+// fail with EPIPE instead of raising SIGPIPE (the signal is blocked for the
+// thread and any instance raised meanwhile is consumed on destruction).
+class SigpipeGuard {
+ public:
+  SigpipeGuard();
+  ~SigpipeGuard();
+  SigpipeGuard(const SigpipeGuard&) = delete;
+  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+
+ private:
+  bool m_wasPending = false;
+  bool m_wasBlocked = false;
+};
 
 // What a native path names, following symbolic links. `systemError`, when
 // given, receives errno for eInaccessible (and 0 otherwise).
