@@ -22,7 +22,7 @@ make_ca() {
   if [[ ! -s "$ca/ca.pem" ]]; then
     local tmp
     tmp="$(mktemp -d "$folder/.test-ca.XXXXXX")"
-    openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj "/CN=ut test CA" \
+    openssl req -x509 -newkey rsa:2048 -nodes -days 3650 -subj "/CN=ut test CA" \
       -addext "basicConstraints=critical,CA:TRUE" -addext "keyUsage=critical,keyCertSign,cRLSign" \
       -keyout "$tmp/ca.key" -out "$tmp/ca.pem" 2>/dev/null
     chmod 755 "$tmp"

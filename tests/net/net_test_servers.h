@@ -8,8 +8,12 @@
 
 #include "test_support.h"
 
+#include <ut/ut_https.h>
+
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -68,6 +72,44 @@ class HttpsTestServer {
   int m_httpsPort = 0;
   int m_httpPort = 0;
 };
+
+// Plays the browser: follows `url` through the server's redirects (relative
+// ones on `domain`), carrying its cookies, until a redirect leaves for a URL
+// starting with `redirectPrefix`, and returns that URL; empty when the chain
+// ends elsewhere or runs longer than 12 hops.
+inline std::string followToRedirect(const std::string& domain, const std::string& url,
+                                    const std::string& redirectPrefix) {
+  HttpsService browser(domain);
+  std::map<std::string, std::string> cookies;
+  std::string next = url;
+  for (int hop = 0; hop < 12; ++hop) {
+    HttpsRequestBuilder builder;
+    builder.request(next).followRedirection(false);
+    std::string jar;
+    for (const auto& [name, value] : cookies) jar += (jar.empty() ? "" : "; ") + name + "=" + value;
+    if (!jar.empty()) builder.addAdditionalHeader("Cookie", jar);
+    const HttpsResponse response = browser.execute(builder.build());
+    std::string location;
+    std::istringstream lines(response.m_headers);
+    for (std::string line; std::getline(lines, line);) {
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      const auto colon = line.find(':');
+      if (colon == std::string::npos) continue;
+      std::string name = line.substr(0, colon);
+      for (auto& c : name) c = char(std::tolower(static_cast<unsigned char>(c)));
+      const std::string value = line.substr(std::min(line.size(), line.find_first_not_of(' ', colon + 1)));
+      if (name == "location") location = value;
+      if (name == "set-cookie") {
+        const std::string pair = value.substr(0, value.find(';'));
+        cookies[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
+      }
+    }
+    if (location.empty()) return {};
+    if (location.rfind(redirectPrefix, 0) == 0) return location;
+    next = location.rfind("https://", 0) == 0 ? location : "https://" + domain + location;
+  }
+  return {};
+}
 
 // The OAuth 2 / OpenID server of tests/net/oauth-server (npm packages
 // installed by its prepare.sh), over HTTPS with a certificate of the test CA.

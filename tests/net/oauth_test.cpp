@@ -20,43 +20,11 @@ using nlohmann::json;
 
 const std::string kRedirect = "http://127.0.0.1/callback";
 
-// Plays the browser: follows the authorization URL through the server's
-// interaction, carrying its cookies, up to the redirect to the client. Returns
-// the code from that redirect, or empty.
+// Plays the browser up to the redirect to the client; the code it carries.
 std::string browseForCode(const std::string& domain, const std::string& authorizationUrl) {
-  HttpsService browser(domain);
-  std::map<std::string, std::string> cookies;
-  std::string url = authorizationUrl;
-  for (int hop = 0; hop < 12; ++hop) {
-    HttpsRequestBuilder builder;
-    builder.request(url).followRedirection(false);
-    std::string jar;
-    for (const auto& [name, value] : cookies) jar += (jar.empty() ? "" : "; ") + name + "=" + value;
-    if (!jar.empty()) builder.addAdditionalHeader("Cookie", jar);
-    const HttpsResponse response = browser.execute(builder.build());
-    std::string location;
-    std::istringstream lines(response.m_headers);
-    for (std::string line; std::getline(lines, line);) {
-      if (!line.empty() && line.back() == '\r') line.pop_back();
-      const auto colon = line.find(':');
-      if (colon == std::string::npos) continue;
-      std::string name = line.substr(0, colon);
-      for (auto& c : name) c = char(std::tolower(static_cast<unsigned char>(c)));
-      const std::string value = line.substr(line.find_first_not_of(' ', colon + 1));
-      if (name == "location") location = value;
-      if (name == "set-cookie") {
-        const std::string pair = value.substr(0, value.find(';'));
-        cookies[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
-      }
-    }
-    if (location.empty()) return {};
-    if (location.rfind(kRedirect, 0) == 0) {
-      const auto at = location.find("code=");
-      return at == std::string::npos ? std::string() : location.substr(at + 5, location.find('&', at) - at - 5);
-    }
-    url = location.rfind("https://", 0) == 0 ? location : "https://" + domain + location;
-  }
-  return {};
+  const std::string location = test::followToRedirect(domain, authorizationUrl, kRedirect);
+  const auto at = location.find("code=");
+  return at == std::string::npos ? std::string() : location.substr(at + 5, location.find('&', at) - at - 5);
 }
 
 class OAuthServiceTest : public ::testing::Test {

@@ -37,7 +37,7 @@ function configuration() {
     clients: [
       { client_id: 'confidential', client_secret: 'confidential-secret', redirect_uris: redirectUris,
         grant_types: grantTypes, response_types: ['code'], token_endpoint_auth_method: 'client_secret_basic' },
-      { client_id: 'public', redirect_uris: redirectUris, grant_types: grantTypes, response_types: ['code'],
+      { client_id: 'public', application_type: 'native', redirect_uris: redirectUris, grant_types: grantTypes, response_types: ['code'],
         token_endpoint_auth_method: 'none' },
       { client_id: 'short-lived', client_secret: 'short-secret', redirect_uris: redirectUris,
         grant_types: grantTypes, response_types: ['code'], token_endpoint_auth_method: 'client_secret_basic' },
