@@ -29,6 +29,7 @@ connections = 0
 
 class Handler(BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    disable_nagle_algorithm = True  # headers and body go out in separate writes
 
     def setup(self):
         global connections
