@@ -126,6 +126,8 @@ int main(int argc, char** argv) {
   addProfileCommands(app, context);
   addSortCommands(app, context);
   addEncodeCommands(app, context);
+  addHttpsCommands(app, context);
+  addOAuthCommands(app, context);
 
   try {
     app.parse(argc, argv);

@@ -113,5 +113,7 @@ void addConfigCommands(CLI::App& app, Context& context);
 void addProfileCommands(CLI::App& app, Context& context);
 void addSortCommands(CLI::App& app, Context& context);
 void addEncodeCommands(CLI::App& app, Context& context);
+void addHttpsCommands(CLI::App& app, Context& context);
+void addOAuthCommands(CLI::App& app, Context& context);
 
 }  // namespace ut::tool
