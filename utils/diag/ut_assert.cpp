@@ -17,8 +17,6 @@ constinit std::vector<ut::AssertCallback> g_assertCallbacks;
 
 }  // namespace
 
-
-
 namespace ut {
 
 void addAssertCallback(AssertCallback callback) {

@@ -6,8 +6,6 @@
 
 #include "ut_platform.h"
 
-#include "OdString.h"
-
 #include <wx/thread.h>
 
 #include <algorithm>

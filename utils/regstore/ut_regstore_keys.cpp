@@ -26,7 +26,8 @@ KeyRef KeyRef::make(int root, std::wstring_view path) {
   key.path.assign(path.substr(first, last - first));
   key.valid = root >= eClassesRoot && root <= eCurrentConfig;
   for (const auto& component : splitKeyPath(key.path)) {
-    if (component.empty() || utf16Units(component) > kMaxKeyNameUnits || !nameToUtf8(component)) key.valid = false;
+    if (component.empty() || platform::utf16Length(component) > kMaxKeyNameUnits || !nameToUtf8(component))
+      key.valid = false;
   }
   if (key.valid) {
     key.folded = std::wstring(1, static_cast<wchar_t>(L'0' + root));

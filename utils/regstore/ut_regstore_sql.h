@@ -7,6 +7,8 @@
 #include "ut_regstore_codec.h"
 #include "ut_regstore_db.h"
 
+#include "ut_platform.h"
+
 #include <sqlite3.h>
 
 #include <cstddef>
@@ -21,13 +23,6 @@ namespace ut::regstore {
 constexpr std::size_t kMaxCachedPaths = 100000;
 // Values kept by the read cache before it starts over.
 constexpr std::size_t kMaxCachedValues = 500000;
-
-// The number of UTF-16 code units of s (what Windows limits name lengths by).
-inline std::uint32_t utf16Units(std::wstring_view s) {
-  std::uint32_t n = 0;
-  for (const wchar_t c : s) n += static_cast<std::uint32_t>(c) > 0xFFFF ? 2 : 1;
-  return n;
-}
 
 // The components of a "\"-separated key path; none for an empty path.
 std::vector<std::wstring> splitKeyPath(std::wstring_view s);
