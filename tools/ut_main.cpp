@@ -128,6 +128,8 @@ int main(int argc, char** argv) {
   addEncodeCommands(app, context);
   addPathCommands(app, context);
   addFilesCommands(app, context);
+  addHttpsCommands(app, context);
+  addOAuthCommands(app, context);
 
   try {
     app.parse(argc, argv);

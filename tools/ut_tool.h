@@ -115,5 +115,7 @@ void addSortCommands(CLI::App& app, Context& context);
 void addEncodeCommands(CLI::App& app, Context& context);
 void addPathCommands(CLI::App& app, Context& context);
 void addFilesCommands(CLI::App& app, Context& context);
+void addHttpsCommands(CLI::App& app, Context& context);
+void addOAuthCommands(CLI::App& app, Context& context);
 
 }  // namespace ut::tool

@@ -16,12 +16,15 @@
 #include <ut/ut_objectadapter.h>
 #include <ut/ut_parser.h>
 #include <ut/ut_hooks.h>
+#include <ut/ut_https.h>
+#include <ut/ut_oauth.h>
 #include <ut/ut_profile.h>
 #include <ut/ut_progress.h>
 #include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>
 #include <ut/ut_reporter.h>
 #include <ut/ut_reporter_message.h>
+#include <ut/ut_secretstore.h>
 #include <ut/ut_sorting.h>
 #include <ut/ut_strings.h>
 #include <ut/ut_tracer.h>
