@@ -11,7 +11,13 @@ packages=(
   libboost-dev nlohmann-json3-dev libicu-dev libsqlite3-dev libsecret-1-dev
   libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
   locales clang clang-format libclang-rt-14-dev python3
+  zip unzip
+  # the network tests' peers: test certificates, the OAuth server (npm), and
+  # a private secret service
+  openssl nodejs gnome-keyring dbus-daemon libglib2.0-bin libsecret-tools
 )
+# Node.js builds that bundle npm conflict with Debian's npm package.
+command -v npm >/dev/null || packages+=(npm)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -126,6 +126,10 @@ int main(int argc, char** argv) {
   addProfileCommands(app, context);
   addSortCommands(app, context);
   addEncodeCommands(app, context);
+  addPathCommands(app, context);
+  addFilesCommands(app, context);
+  addHttpsCommands(app, context);
+  addOAuthCommands(app, context);
   addTextCommands(app, context);
   addCsvCommands(app, context);
 

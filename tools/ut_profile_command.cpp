@@ -2,6 +2,7 @@
 // manager. Every command that changes something ends with a flush, so that
 // the change lasts beyond the run.
 
+#include "ut_command_report.h"
 #include "ut_tool.h"
 
 #include <ut/ut.h>
@@ -95,11 +96,23 @@ int runAction(const Context& context, const std::string& command, const ProfileA
   }
   if (command == "export") {
     if (!profileExists(first)) throw OperationError("no profile " + a.first);
-    if (!exportProfile(first, second)) throw OperationError("cannot write " + a.second);
-    return eExitOk;
+    CommandReport report("profile export");
+    ProgressBar bar;
+    if (!runLongStep(
+            bar, report, L"Exporting " + first, [&] { return exportProfile(first, second); }, second))
+      report.addError(L"cannot write " + second);
+    return report.finish();
   }
   if (command == "import") {
-    return session.finish(importProfile(first, second, fromUtf8(a.description)), "cannot import " + a.first);
+    CommandReport report("profile import");
+    ProgressBar bar;
+    const wxString description = fromUtf8(a.description);
+    if (!runLongStep(
+            bar, report, L"Importing " + first, [&] { return importProfile(first, second, description); }, first))
+      report.addError(L"cannot import " + first);
+    else if (!Config::flush())
+      report.addError(L"could not write the profiles to the store");
+    return report.finish();
   }
   throw UsageError("unknown profile command " + command);
 }

@@ -1,5 +1,6 @@
 // `ut reg ...`: the registry commands, after the verbs of the Windows reg tool.
 
+#include "ut_command_report.h"
 #include "ut_tool.h"
 
 #include <ut/ut.h>
@@ -375,9 +376,14 @@ int runExport(const Context& context, const ExportOptions& o) {
   const wxString file = fromUtf8(o.file);
   if (wxFileExists(file) && !confirm(L"File " + file + L" exists, overwrite?", o.yes, "-y")) return eExitFailed;
   trace(eTraceSteps, L"export " + arg.fullName() + L" to " + file);
-  const bool ok = Registry::exportKey(arg.fullName(), file, true);
+  CommandReport report("reg export");
+  ProgressBar bar;
+  const bool ok = runLongStep(
+      bar, report, L"Exporting " + arg.fullName(), [&] { return Registry::exportKey(arg.fullName(), file, true); },
+      file);
   trace(eTraceDetails, ok ? L"exported" : L"export failed");
-  return ok ? eExitOk : eExitFailed;
+  if (!ok) report.addError(L"cannot export " + arg.fullName() + L" to " + file);
+  return report.finish();
 }
 
 int runImport(const Context& context, const std::string& file) {
@@ -386,9 +392,13 @@ int runImport(const Context& context, const std::string& file) {
   if (!wxFileExists(name)) throw OperationError("file not found: " + file);
   context.openStore();
   trace(eTraceSteps, L"import " + name);
-  const bool ok = Registry::importKey(name, true);
+  CommandReport report("reg import");
+  ProgressBar bar;
+  const bool ok = runLongStep(
+      bar, report, L"Importing " + name, [&] { return Registry::importKey(name, true); }, name);
   trace(eTraceDetails, ok ? L"imported" : L"import failed");
-  return ok ? eExitOk : eExitFailed;
+  if (!ok) report.addError(L"not everything in " + name + L" was imported");
+  return report.finish();
 }
 
 struct CopyOptions {

@@ -113,6 +113,10 @@ void addConfigCommands(CLI::App& app, Context& context);
 void addProfileCommands(CLI::App& app, Context& context);
 void addSortCommands(CLI::App& app, Context& context);
 void addEncodeCommands(CLI::App& app, Context& context);
+void addPathCommands(CLI::App& app, Context& context);
+void addFilesCommands(CLI::App& app, Context& context);
+void addHttpsCommands(CLI::App& app, Context& context);
+void addOAuthCommands(CLI::App& app, Context& context);
 void addTextCommands(CLI::App& app, Context& context);
 void addCsvCommands(CLI::App& app, Context& context);
 

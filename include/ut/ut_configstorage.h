@@ -49,7 +49,6 @@
 // Storages are copyable; copies share the store object. Nothing here throws
 // for bad input: failures answer false or an empty pointer.
 
-#include <ut/ut_config.h>
 #include <ut/ut_confignode.h>
 #include <ut/ut_export.h>
 

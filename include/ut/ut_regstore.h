@@ -41,6 +41,8 @@ namespace ut {
 // HKEY_CURRENT_USER\Software\<kCompanyKey>, and the default store file in a
 // folder of that name.
 inline constexpr const wchar_t* kCompanyKey = L"TVCAD";
+// The company's key under HKEY_CURRENT_USER: "Software\TVCAD".
+inline constexpr const wchar_t* kCompanyRegistryKey = L"Software\\TVCAD";
 
 // Root keys, numbered as the registry-export file names them.
 enum ERootKey : int {

@@ -103,10 +103,14 @@ int run(const std::vector<std::string>& args) {
 
 }  // namespace
 
+// Drawing-lock commands (ut_test_child_lock.cpp); they need no store.
+int runLockCommand(const std::vector<std::string>& args);
+
 int main(int argc, char** argv) {
   wxInitializer wx;
   if (!wx.IsOk()) return 2;
   std::vector<std::string> args(argv + 1, argv + argc);
+  if (!args.empty() && args[0] == "lock") return runLockCommand(args);
   std::string store;
   std::string go;
   while (args.size() >= 2 && (args[0] == "--store" || args[0] == "--go")) {

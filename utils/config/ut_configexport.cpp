@@ -169,8 +169,8 @@ bool exportConfigGroup(wxConfigBase& config, const OdString& storeRoot, const Od
 }
 
 bool exportConfigGroup(const OdString& keyPath, const OdString& fileName, bool report) {
-  RegConfig config(wxString(Config::companyRoot(eCfgPathRegistry).c_str()));
-  return exportConfigGroup(config, Config::companyRoot(eCfgPathRegistry), keyPath, fileName, report);
+  RegConfig config(kCompanyRegistryKey);
+  return exportConfigGroup(config, kCompanyRegistryKey, keyPath, fileName, report);
 }
 
 }  // namespace ut

@@ -486,7 +486,7 @@ bool flushTree(StoreAccess& access, const OdString& root, const ConfigNodePtr& n
   return ok;
 }
 
-std::wstring companyKey() { return std::wstring(Config::companyRoot(eCfgPathRegistry).c_str()); }
+std::wstring companyKey() { return kCompanyRegistryKey; }
 
 }  // namespace
 

@@ -3,23 +3,20 @@
 
 #include "ut_platform.h"
 
-#include <ut/ut_registry.h>
-
 #include <wx/file.h>
 #include <wx/log.h>
 
 #include <cwchar>
 
-namespace ut {
+namespace ut::regfile {
 
-wxString escape(const wxString& text) {
+std::wstring escape(std::wstring_view text) {
   // One pass doing the three replacements: they never feed each other (the
   // backslash added before a quote must not be doubled, and that is exactly
   // what doubling backslashes first and quoting second gives).
-  wxString out;
-  out.reserve(text.length() + text.length() / 8 + 2);
-  for (wxString::const_iterator it = text.begin(); it != text.end(); ++it) {
-    const wxUniChar c = *it;
+  std::wstring out;
+  out.reserve(text.size() + text.size() / 8 + 2);
+  for (const wchar_t c : text) {
     if (c == L'\\') {
       out += L"\\\\";
     } else if (c == L'"') {
@@ -33,8 +30,7 @@ wxString escape(const wxString& text) {
   return out;
 }
 
-wxString unescape(const wxString& text) {
-  const std::wstring& in = text.ToStdWstring();
+std::wstring unescape(std::wstring_view in) {
   std::wstring out;
   out.reserve(in.size());
   for (std::size_t i = 0; i < in.size(); ++i) {
@@ -50,12 +46,8 @@ wxString unescape(const wxString& text) {
       out += c;
     }
   }
-  return wxString(out);
+  return out;
 }
-
-}  // namespace ut
-
-namespace ut::regfile {
 
 namespace {
 
@@ -352,7 +344,7 @@ bool Parser::valueEntry(Failure& failure) {
       failure = {startLine, L"unterminated quoted name", nextLine(m_pos), startLine + 1};
       return false;
     }
-    m_op.name = unescape(wxString(raw)).ToStdWstring();
+    m_op.name = unescape(raw);
   }
   skipBlanks(pos);
   if (pos >= m_text.size() || m_text[pos] != L'=') {
@@ -377,7 +369,7 @@ bool Parser::valueEntry(Failure& failure) {
       return false;
     }
     m_op.type = 1;
-    m_op.data = regstore::encodeUtf16le(unescape(wxString(raw)).ToStdWstring(), true);
+    m_op.data = regstore::encodeUtf16le(unescape(raw), true);
     m_pos = nextLine(pos);
     m_line = line + 1;
     return true;
@@ -506,7 +498,7 @@ void Writer::value(std::wstring_view name, unsigned type, const std::uint8_t* da
     left = L"@";
   } else {
     left = L'"';
-    left += escape(wxString(name.data(), name.size())).ToStdWstring();
+    left += escape(name);
     left += L'"';
   }
 
@@ -514,7 +506,7 @@ void Writer::value(std::wstring_view name, unsigned type, const std::uint8_t* da
   if (type == 1 && canonicalString(data, size, text)) {
     m_text += left;
     m_text += L"=\"";
-    m_text += escape(wxString(text)).ToStdWstring();
+    m_text += escape(text);
     m_text += L"\"\r\n";
     return;
   }

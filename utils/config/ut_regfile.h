@@ -24,6 +24,14 @@ namespace ut::regfile {
 inline constexpr std::wstring_view kHeader = L"Windows Registry Editor Version 5.00";
 inline constexpr std::wstring_view kHeader4 = L"REGEDIT4";
 
+// --- Quoting -------------------------------------------------------------------
+
+// The quoting of the inside of a double-quoted string: "\" becomes "\\", a
+// double quote \" and a line feed CR LF; unescape reverses it and keeps any
+// other character as it is, so unescape(escape(s)) == s for every s.
+std::wstring escape(std::wstring_view text);
+std::wstring unescape(std::wstring_view text);
+
 // --- Encodings ---------------------------------------------------------------
 
 // Decodes a whole file: UTF-16LE or UTF-16BE with their byte-order marks,

@@ -12,6 +12,10 @@
 
 namespace ut {
 
+wxString escape(const wxString& text) { return wxString(regfile::escape(text.ToStdWstring())); }
+
+wxString unescape(const wxString& text) { return wxString(regfile::unescape(text.ToStdWstring())); }
+
 namespace {
 
 const wchar_t* const kCompanyPath = L"Software\\TVCAD";

@@ -274,6 +274,10 @@ class ExclusiveFile {
   // Releases the lock and the descriptor. True when nothing was open or the
   // descriptor closed cleanly; the object is closed afterwards either way.
   bool close();
+  // Hands the descriptor to the caller with its lock and leaves the object
+  // closed; -1 when it was not open. For types that copy a handle by value
+  // and close it explicitly (closeHandle), as Windows handles are used.
+  int release();
 
  private:
   void setError(EFileError error, int systemError);
@@ -288,6 +292,34 @@ class ExclusiveFile {
 // directory.
 bool deleteFile(const std::wstring& path);
 
+// --- Raw handles, hidden files and broken pipes ----------------------------
+
+// Closes a descriptor from ExclusiveFile::release (the role of CloseHandle); false for
+// -1 or when the system reports an error.
+bool closeHandle(int handle);
+
+// Sets the hidden bit in the DOS attributes that Samba keeps as the extended
+// attribute "user.DOSATTRIB", where the file or its folder carries one (the
+// sign that the folder is shared with Windows machines). Elsewhere Linux has
+// no hidden attribute for a name without a leading dot, and nothing happens.
+// True when the bit was set.
+bool setDosHiddenAttribute(const std::wstring& path);
+
+// While alive, writes by this thread to a pipe or socket whose reader is gone
+// fail with EPIPE instead of raising SIGPIPE (the signal is blocked for the
+// thread and any instance raised meanwhile is consumed on destruction).
+class SigpipeGuard {
+ public:
+  SigpipeGuard();
+  ~SigpipeGuard();
+  SigpipeGuard(const SigpipeGuard&) = delete;
+  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+
+ private:
+  bool m_wasPending = false;
+  bool m_wasBlocked = false;
+};
+
 // What a native path names, following symbolic links. `systemError`, when
 // given, receives errno for eInaccessible (and 0 otherwise).
 enum class EPathKind { eMissing, eRegularFile, eDirectory, eOther, eInaccessible };
@@ -301,6 +333,38 @@ bool makePrivateFolders(const std::string& dir, std::string& error);
 // Creates the empty file `path` private to the user (0600) unless something
 // exists there already. True when it created the file.
 bool createPrivateFile(const std::string& path);
+
+// --- File and directory operations ---------------------------------------
+//
+// Paths are native (UTF-8 on the way to the system); none of these corrects
+// separators. None follows a path onto a network file system on its own: the
+// file layer asks its network-path guard first.
+
+// A regular file (symbolic links followed) that carries no write permission
+// for anyone: the role of the read-only attribute.
+bool isReadOnlyFile(const std::wstring& path);
+
+// access(2) for reading (write false) or writing (write true) by this process.
+bool isAccessible(const std::wstring& path, bool write);
+
+// Copies the content and permission bits of the regular file `from` to `to`.
+// Without `overwrite` an existing `to` makes it fail; with it, `to` is
+// replaced (never when it is `from` itself or a directory). A failed copy
+// leaves no partial `to` behind.
+bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite);
+
+// Renames `from` to `to` (files and directories, on one file system). Without
+// `overwrite` an existing `to` makes it fail, atomically.
+bool renameFile(const std::wstring& from, const std::wstring& to, bool overwrite);
+
+// The names in directory `dir` ("." and ".." left out); empty when it cannot
+// be read.
+std::vector<std::wstring> directoryEntries(const std::wstring& dir);
+
+// Deletes everything inside directory `dir` (symbolic links themselves, never
+// what they point to) and keeps `dir`. False when `dir` is not a directory or
+// an entry could not be deleted (the others are deleted all the same).
+bool clearDirectory(const std::wstring& dir);
 
 // --- File-system facts -----------------------------------------------------
 

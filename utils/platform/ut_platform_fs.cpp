@@ -101,17 +101,19 @@ class MountTable {
     return table;
   }
 
-  // Null when the table cannot be read (no /proc).
-  std::shared_ptr<const MountList> snapshot() {
+  // Null when the table cannot be read (no /proc). `anyNetwork`, when given,
+  // tells whether the table holds a network mount at all.
+  std::shared_ptr<const MountList> snapshot(bool* anyNetwork = nullptr) {
     const std::lock_guard lock(m_mutex);
     if (m_fd.get() < 0) {
       m_fd.reset(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
       if (m_fd.get() < 0) return nullptr;
       reload();
-      return m_entries;
+    } else {
+      pollfd request{m_fd.get(), POLLPRI, 0};
+      if (::poll(&request, 1, 0) > 0 && (request.revents & (POLLPRI | POLLERR))) reload();
     }
-    pollfd request{m_fd.get(), POLLPRI, 0};
-    if (::poll(&request, 1, 0) > 0 && (request.revents & (POLLPRI | POLLERR))) reload();
+    if (anyNetwork) *anyNetwork = m_anyNetwork;
     return m_entries;
   }
 
@@ -133,12 +135,15 @@ class MountTable {
       m_entries = nullptr;
       return;
     }
+    m_anyNetwork = std::any_of(entries.begin(), entries.end(),
+                               [](const MountEntry& entry) { return isNetworkFileSystemType(entry.fsType); });
     m_entries = std::make_shared<const MountList>(std::move(entries));
   }
 
   std::mutex m_mutex;
   UniqueFd m_fd;
   std::shared_ptr<const MountList> m_entries;
+  bool m_anyNetwork = false;
 };
 
 // The mount an absolute, physical path lies on: the longest mount point that
@@ -471,9 +476,14 @@ SystemFileSystemInfo::SystemFileSystemInfo(std::chrono::milliseconds probeTimeou
 SystemFileSystemInfo::~SystemFileSystemInfo() = default;
 
 bool SystemFileSystemInfo::isNetworkPath(const std::wstring& path) const {
+  bool anyNetwork = true;
+  const auto mounts = MountTable::instance().snapshot(&anyNetwork);
+  // Without a network mount no path can lead onto one: the common case costs
+  // no walk along the path.
+  if (mounts && !anyNetwork) return false;
   const std::string absolute = absoluteBytes(path);
   if (absolute.empty()) return false;
-  if (const auto mounts = MountTable::instance().snapshot()) return resolve(*mounts, absolute).network;
+  if (mounts) return resolve(*mounts, absolute).network;
   return isNetworkMagic(statfsProbe(nearestExisting(absolute)).fsMagic);
 }
 

@@ -37,7 +37,9 @@ Decoded decodeOne(std::string_view s, std::size_t i, ESurrogates surrogates) {
   } else {
     return {kReplacement, 1, false};
   }
-  const unsigned char secondMax = lead == 0xED && surrogates == ESurrogates::eReplace ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  const unsigned char secondMax = lead == 0xED && surrogates == ESurrogates::eReplace ? 0x9F
+                                  : lead == 0xF4                                      ? 0x8F
+                                                                                      : 0xBF;
   const unsigned char secondMin = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   std::size_t k = 1;
   for (; k < length && i + k < s.size(); ++k) {

@@ -1,0 +1,31 @@
+#pragma once
+
+// Conversions between the library's OdString and wxString for the file
+// layer, slash correction included. Internal.
+
+#include "OdString.h"
+
+#include <wx/string.h>
+
+namespace ut::files {
+
+inline wxString toWx(const OdString& s) { return wxString(s.c_str(), static_cast<size_t>(s.getLength())); }
+inline OdString fromWx(const wxString& s) { return OdString(s.ToStdWstring()); }
+
+// "\" to "/" and "|" to a blank, in place.
+inline void correctInPlace(std::wstring& s) {
+  for (wchar_t& c : s) {
+    if (c == L'\\')
+      c = L'/';
+    else if (c == L'|')
+      c = L' ';
+  }
+}
+
+inline wxString toWxCorrected(const OdString& s) {
+  std::wstring text(s.c_str(), static_cast<size_t>(s.getLength()));
+  correctInPlace(text);
+  return wxString(text);
+}
+
+}  // namespace ut::files
