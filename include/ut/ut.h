@@ -17,5 +17,6 @@
 #include <ut/ut_reporter_message.h>
 #include <ut/ut_sorting.h>
 #include <ut/ut_strings.h>
+#include <ut/ut_tasks.h>
 #include <ut/ut_tracer.h>
 #include <ut/ut_uuid.h>
