@@ -101,8 +101,7 @@ class StdThreadPool {
 
 void spinFor(std::chrono::microseconds gap) {
   const auto end = std::chrono::steady_clock::now() + gap;
-  while (std::chrono::steady_clock::now() < end) {
-  }
+  while (std::chrono::steady_clock::now() < end) {}
 }
 
 template <typename Queue>

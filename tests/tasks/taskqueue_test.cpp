@@ -205,8 +205,7 @@ TEST(TaskQueueThreads, ZeroAndNegativeMaximumRunOneTaskAtATime) {
     auto work = [&](ut::TaskContext&) {
       const int now = ++active;
       int seen = peak.load();
-      while (now > seen && !peak.compare_exchange_weak(seen, now)) {
-      }
+      while (now > seen && !peak.compare_exchange_weak(seen, now)) {}
       {
         const std::lock_guard<std::mutex> guard(threadsMutex);
         threads.insert(ut::getCurrentThreadId());

@@ -19,10 +19,17 @@ thread_local const TaskQueueState* t_servedQueue = nullptr;
 class Worker final : public wxThread, public TaskContext {
  public:
   explicit Worker(TaskQueueState& state) : wxThread(wxTHREAD_DETACHED), m_state(state) { m_state.addRef(); }
-  // Runs on the worker thread itself once Entry() has returned (wxWidgets
-  // deletes detached threads), or on the creator when the thread failed to
-  // start.
-  ~Worker() override { m_state.release(); }
+  // Runs on the worker thread once Entry() has returned and wxWidgets has
+  // done its own per-thread clean-up (it deletes detached threads itself).
+  // Leaving the live count only here means that a queue's destructor returns
+  // after all of that, so nothing the thread did is left unordered before it.
+  ~Worker() override {
+    if (m_counted) m_state.workerLeft();
+    m_state.release();
+  }
+
+  // For a thread that failed to start: the creator undoes the count itself.
+  void abandon() { m_counted = false; }
 
   bool isStopping() const override { return m_state.stopping.load(std::memory_order_acquire) != 0; }
 
@@ -32,7 +39,6 @@ class Worker final : public wxThread, public TaskContext {
     m_state.running.fetch_add(1, std::memory_order_acq_rel);
     for (Task* task = m_state.takeNext(); task; task = m_state.takeNext()) runAndRelease(task);
     t_servedQueue = nullptr;
-    m_state.workerLeft();
     return nullptr;
   }
 
@@ -50,6 +56,7 @@ class Worker final : public wxThread, public TaskContext {
   }
 
   TaskQueueState& m_state;
+  bool m_counted = true;
 };
 
 }  // namespace
@@ -77,8 +84,7 @@ bool TaskQueueState::startWorkers(int wanted) {
   if (wanted > 0 && wxThread::GetMainId() == 0) {
     // wxWidgets sets up its thread bookkeeping when it is initialised;
     // creating a thread before that would crash.
-    callAssert("wxWidgets is initialised before a task queue starts workers", "tasks stay queued", __FILE__,
-               __LINE__);
+    callAssert("wxWidgets is initialised before a task queue starts workers", "tasks stay queued", __FILE__, __LINE__);
     return false;
   }
   for (int i = 0; i < wanted; ++i) {
@@ -86,10 +92,13 @@ bool TaskQueueState::startWorkers(int wanted) {
     live.fetch_add(1, std::memory_order_acq_rel);
     // From a successful Run() on, the detached thread owns and deletes itself.
     if (worker->Run() != wxTHREAD_NO_ERROR) {
+      // Under `lock`, where no broadcast may be sent; nobody waits for a
+      // worker that never ran.
+      worker->abandon();
       live.fetch_sub(1, std::memory_order_acq_rel);
       delete worker;
-      callAssert("a task queue worker thread starts", "the thread could not be created; tasks stay queued",
-                 __FILE__, __LINE__);
+      callAssert("a task queue worker thread starts", "the thread could not be created; tasks stay queued", __FILE__,
+                 __LINE__);
       return false;
     }
   }

@@ -49,7 +49,8 @@ struct TaskQueueState {
   Task* takeNext();
   // Wakes every thread waiting on `condition`.
   void broadcast();
-  // Called by a worker as the last thing it does with the queue.
+  // Called by a worker object as it is destroyed, the last thing it does
+  // with the queue before releasing its reference.
   void workerLeft();
   // Under `mutex`, waits with 1000 ms timeouts until `done()` is true.
   template <typename Done>

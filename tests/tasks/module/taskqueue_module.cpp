@@ -23,8 +23,7 @@ class ModuleTask : public ut::Task {
   }
   void run(ut::TaskContext& context) override {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (m_untilStopped && !context.isStopping() && std::chrono::steady_clock::now() < end)
-      std::this_thread::yield();
+    while (m_untilStopped && !context.isStopping() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::microseconds(100));
   }
 
