@@ -1,6 +1,8 @@
 #include "ut_regfile.h"
 #include "ut_regstore_codec.h"
 
+#include "ut_platform.h"
+
 #include <ut/ut_registry.h>
 
 #include <wx/file.h>
@@ -56,77 +58,6 @@ wxString unescape(const wxString& text) {
 namespace ut::regfile {
 
 namespace {
-
-// --- text codecs ---------------------------------------------------------------
-// Hand-written because the registry tolerates unpaired surrogates in names and
-// data, which the toolkit's converters reject; here they pass through as the
-// code points U+D800..U+DFFF (wchar_t is 32 bits wide on this platform).
-
-void appendUtf8(std::string& out, char32_t cp) {
-  if (cp < 0x80) {
-    out += static_cast<char>(cp);
-  } else if (cp < 0x800) {
-    out += static_cast<char>(0xC0 | (cp >> 6));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  } else if (cp < 0x10000) {
-    out += static_cast<char>(0xE0 | (cp >> 12));
-    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  } else if (cp <= 0x10FFFF) {
-    out += static_cast<char>(0xF0 | (cp >> 18));
-    out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  } else {
-    appendUtf8(out, 0xFFFD);
-  }
-}
-
-// Strict UTF-8 apart from encoded surrogates, which appendUtf8 produces for
-// unpaired ones; false on anything else that is not UTF-8.
-bool decodeUtf8(std::string_view in, std::wstring& out) {
-  out.clear();
-  out.reserve(in.size());
-  std::size_t i = 0;
-  while (i < in.size()) {
-    const auto b0 = static_cast<unsigned char>(in[i]);
-    if (b0 < 0x80) {
-      out += static_cast<wchar_t>(b0);
-      ++i;
-      continue;
-    }
-    int extra = 0;
-    char32_t cp = 0;
-    char32_t min = 0;
-    if ((b0 & 0xE0) == 0xC0) {
-      extra = 1, cp = b0 & 0x1F, min = 0x80;
-    } else if ((b0 & 0xF0) == 0xE0) {
-      extra = 2, cp = b0 & 0x0F, min = 0x800;
-    } else if ((b0 & 0xF8) == 0xF0) {
-      extra = 3, cp = b0 & 0x07, min = 0x10000;
-    } else {
-      return false;
-    }
-    if (i + static_cast<std::size_t>(extra) >= in.size()) return false;
-    for (int k = 1; k <= extra; ++k) {
-      const auto b = static_cast<unsigned char>(in[i + static_cast<std::size_t>(k)]);
-      if ((b & 0xC0) != 0x80) return false;
-      cp = (cp << 6) | (b & 0x3F);
-    }
-    if (cp < min || cp > 0x10FFFF) return false;
-    out += static_cast<wchar_t>(cp);
-    i += static_cast<std::size_t>(extra) + 1;
-  }
-  return true;
-}
-
-std::wstring decodeUtf16Units(std::string_view bytes, bool bigEndian) {
-  std::vector<std::uint8_t> le(bytes.begin(), bytes.end());
-  if (bigEndian) {
-    for (std::size_t k = 0; k + 1 < le.size(); k += 2) std::swap(le[k], le[k + 1]);
-  }
-  return regstore::decodeUtf16le(le.data(), le.size());
-}
 
 bool isBlank(wchar_t c) { return c == L' ' || c == L'\t'; }
 
@@ -519,15 +450,17 @@ bool Parser::valueEntry(Failure& failure) {
 std::wstring decodeFile(std::string_view bytes) {
   if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF &&
       static_cast<unsigned char>(bytes[1]) == 0xFE) {
-    return decodeUtf16Units(bytes.substr(2), false);
+    return platform::decodeUtf16(reinterpret_cast<const std::uint8_t*>(bytes.data()) + 2, bytes.size() - 2,
+                                 platform::EByteOrder::eLittleEndian);
   }
   if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFE &&
       static_cast<unsigned char>(bytes[1]) == 0xFF) {
-    return decodeUtf16Units(bytes.substr(2), true);
+    return platform::decodeUtf16(reinterpret_cast<const std::uint8_t*>(bytes.data()) + 2, bytes.size() - 2,
+                                 platform::EByteOrder::eBigEndian);
   }
   if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") bytes.remove_prefix(3);
   std::wstring text;
-  if (decodeUtf8(bytes, text)) return text;
+  if (platform::decodeUtf8(bytes, text, platform::ESurrogates::eKeep)) return text;
   text.clear();
   for (char c : bytes) text += static_cast<wchar_t>(static_cast<unsigned char>(c));
   return text;
@@ -550,15 +483,6 @@ bool parse(std::wstring_view text, const std::function<void(const Operation&)>& 
 // --- writer ----------------------------------------------------------------------
 
 namespace {
-
-// Line length as the registry editor counts it: in UTF-16 units.
-std::size_t utf16Length(std::wstring_view s) {
-  std::size_t n = s.size();
-  for (wchar_t c : s) {
-    if (static_cast<char32_t>(c) >= 0x10000) ++n;
-  }
-  return n;
-}
 
 const wchar_t kHexDigits[] = L"0123456789abcdef";
 
@@ -620,7 +544,7 @@ void Writer::value(std::wstring_view name, unsigned type, const std::uint8_t* da
 
 void Writer::hexList(std::wstring_view prefix, const std::uint8_t* data, std::size_t size) {
   m_text += prefix;
-  std::size_t lineLength = utf16Length(prefix);
+  std::size_t lineLength = platform::utf16Length(prefix);
   for (std::size_t i = 0; i < size; ++i) {
     m_text += kHexDigits[data[i] >> 4];
     m_text += kHexDigits[data[i] & 0x0F];
@@ -637,18 +561,7 @@ void Writer::hexList(std::wstring_view prefix, const std::uint8_t* data, std::si
   m_text += L"\r\n";
 }
 
-std::string Writer::utf8() const {
-  std::string out;
-  out.reserve(m_text.size() + m_text.size() / 8);
-  for (wchar_t c : m_text) {
-    if (static_cast<char32_t>(c) < 0x80) {
-      out += static_cast<char>(c);
-    } else {
-      appendUtf8(out, static_cast<char32_t>(c));
-    }
-  }
-  return out;
-}
+std::string Writer::utf8() const { return platform::toUtf8(m_text, platform::ESurrogates::eKeep); }
 
 // --- Files -------------------------------------------------------------------
 

@@ -53,17 +53,7 @@ class Utf16Text {
       m_data = m_heap.data();
     }
     std::size_t n = 0;
-    for (wchar_t wc : s) {
-      auto cp = static_cast<std::uint32_t>(wc);
-      if (!isScalarValue(wc)) cp = 0xFFFD;
-      if (cp >= 0x10000) {
-        cp -= 0x10000;
-        m_data[n++] = static_cast<UChar>(0xD800 + (cp >> 10));
-        m_data[n++] = static_cast<UChar>(0xDC00 + (cp & 0x3FF));
-      } else {
-        m_data[n++] = static_cast<UChar>(cp);
-      }
-    }
+    for (wchar_t wc : s) n += appendUtf16(m_data + n, isScalarValue(wc) ? static_cast<std::uint32_t>(wc) : 0xFFFD);
     m_length = static_cast<int32_t>(n);
   }
   Utf16Text(const Utf16Text&) = delete;
@@ -78,20 +68,6 @@ class Utf16Text {
   UChar* m_data = m_inline.data();
   int32_t m_length = 0;
 };
-
-std::wstring fromUtf16(const UChar* s, std::size_t length) {
-  std::wstring out;
-  out.reserve(length);
-  for (std::size_t i = 0; i < length; ++i) {
-    char32_t c = s[i];
-    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < length && s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (s[i + 1] - 0xDC00);
-      ++i;
-    }
-    out.push_back(static_cast<wchar_t>(c));
-  }
-  return out;
-}
 
 // --- collators ----------------------------------------------------------------
 
@@ -192,28 +168,10 @@ std::wstring composed(std::wstring_view s) {
   if (U_FAILURE(status)) return std::wstring(s);
   // Values that were not scalar values are U+FFFD in the UTF-16 copy; they
   // would become '?' when encoded anyway.
-  return fromUtf16(result.getBuffer(), static_cast<std::size_t>(result.length()));
+  return fromUtf16(std::u16string_view(result.getBuffer(), static_cast<std::size_t>(result.length())));
 }
 
 }  // namespace
-
-void appendUtf8(std::string& out, std::uint32_t cp) {
-  if (cp < 0x80) {
-    out.push_back(static_cast<char>(cp));
-  } else if (cp < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else if (cp < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  }
-}
 
 // --- comparison ------------------------------------------------------------------
 
@@ -283,62 +241,10 @@ std::wstring foldCase(std::wstring_view s) {
                       &status);
   }
   if (U_FAILURE(status)) return std::wstring(s);
-  return fromUtf16(dst.data(), static_cast<std::size_t>(n));
+  return fromUtf16(std::u16string_view(dst.data(), static_cast<std::size_t>(n)));
 }
 
 // --- encodings ---------------------------------------------------------------------
-
-std::string toUtf8(std::wstring_view s) {
-  std::string out;
-  out.reserve(s.size());
-  for (wchar_t wc : s) appendUtf8(out, isScalarValue(wc) ? static_cast<std::uint32_t>(wc) : 0xFFFD);
-  return out;
-}
-
-std::wstring fromUtf8(std::string_view s) {
-  std::wstring out;
-  out.reserve(s.size());
-  std::size_t i = 0;
-  while (i < s.size()) {
-    const auto lead = static_cast<unsigned char>(s[i]);
-    if (lead < 0x80) {
-      out.push_back(static_cast<wchar_t>(lead));
-      ++i;
-      continue;
-    }
-    std::size_t length = 0;
-    std::uint32_t cp = 0;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-      length = 2;
-      cp = lead & 0x1F;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-      length = 3;
-      cp = lead & 0x0F;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-      length = 4;
-      cp = lead & 0x07;
-    } else {
-      out.push_back(kReplacement);
-      ++i;
-      continue;
-    }
-    // Consume the longest valid prefix; an incomplete or broken sequence
-    // becomes one U+FFFD (no overlong forms, surrogates or values past U+10FFFF).
-    std::size_t k = 1;
-    for (; k < length && i + k < s.size(); ++k) {
-      const auto next = static_cast<unsigned char>(s[i + k]);
-      if ((next & 0xC0) != 0x80) break;
-      if (k == 1 && ((lead == 0xE0 && next < 0xA0) || (lead == 0xED && next > 0x9F) || (lead == 0xF0 && next < 0x90) ||
-                     (lead == 0xF4 && next > 0x8F))) {
-        break;
-      }
-      cp = (cp << 6) | (next & 0x3F);
-    }
-    out.push_back(k == length ? static_cast<wchar_t>(cp) : kReplacement);
-    i += k;
-  }
-  return out;
-}
 
 std::string toAnsi(std::wstring_view s) {
   const std::wstring text = composed(s);

@@ -81,15 +81,44 @@ std::wstring foldCase(std::wstring_view s);
 
 // --- Encodings ---------------------------------------------------------------
 
-// UTF-8, the encoding of file names and other system strings. Values that are
-// not Unicode scalar values (surrogates, beyond U+10FFFF) and invalid byte
-// sequences each become U+FFFD.
-std::string toUtf8(std::wstring_view s);
-std::wstring fromUtf8(std::string_view s);
-// Appends the UTF-8 form of one code point up to U+10FFFF. Surrogate values are
-// encoded like any other (generalised UTF-8) so that callers that must keep
-// UTF-16 oddities, such as registry names, round-trip them.
+// The library's one UTF-8 and one UTF-16 codec. wchar_t holds a code point.
+//
+// Surrogate code points (U+D800..U+DFFF) that stand alone are no characters,
+// but Windows lets registry names and string data hold them, so the registry
+// store and its export files keep them (eKeep): UTF-8 then carries them in
+// the three-byte form (generalised UTF-8) and UTF-16 as the single unit. Every
+// other caller replaces them (eReplace). Values beyond U+10FFFF always become
+// U+FFFD when encoded.
+enum class ESurrogates { eReplace, eKeep };
+
+// UTF-8, the encoding of file names and other system strings.
+std::string toUtf8(std::wstring_view s, ESurrogates surrogates = ESurrogates::eReplace);
+// Decodes leniently: each maximal invalid subsequence (stray or missing
+// continuation bytes, overlong forms, values past U+10FFFF, and encoded
+// surrogates unless kept) becomes one U+FFFD.
+std::wstring fromUtf8(std::string_view s, ESurrogates surrogates = ESurrogates::eReplace);
+// Decodes strictly: false, with `out` unspecified, at the first byte that is
+// not valid UTF-8 (encoded surrogates are valid only with eKeep).
+bool decodeUtf8(std::string_view s, std::wstring& out, ESurrogates surrogates = ESurrogates::eReplace);
+// Appends the UTF-8 form of one code point up to U+10FFFF, surrogate values
+// included; values beyond become U+FFFD.
 void appendUtf8(std::string& out, std::uint32_t codePoint);
+
+// UTF-16. The byte forms are what Windows writes (little-endian) and what
+// byte-order marks may announce (big-endian).
+enum class EByteOrder { eLittleEndian, eBigEndian };
+// Appends the units of one code point (a pair beyond U+FFFF; a lone surrogate
+// as itself; beyond U+10FFFF U+FFFD); returns how many it wrote (1 or 2).
+int appendUtf16(char16_t* out, std::uint32_t codePoint);
+// The code points of UTF-16 units: pairs combined, lone surrogates kept as
+// their code points (callers that want U+FFFD for them replace afterwards).
+std::wstring fromUtf16(std::u16string_view units);
+// Text as UTF-16 bytes in the given order, lone surrogates kept.
+std::vector<std::uint8_t> encodeUtf16(std::wstring_view text, EByteOrder order);
+// UTF-16 bytes in the given order to text, as fromUtf16; an odd last byte is ignored.
+std::wstring decodeUtf16(const std::uint8_t* data, std::size_t size, EByteOrder order);
+// The number of UTF-16 units of `s` (what Windows measures lengths in).
+std::size_t utf16Length(std::wstring_view s);
 
 // The conversions in the role of the ANSI code page: the multibyte encoding of
 // the process locale (LC_CTYPE, as set with setlocale). Decomposed sequences

@@ -7,57 +7,14 @@
 
 namespace ut::regstore {
 
-namespace {
-
-void appendUnit(Bytes& out, std::uint32_t unit) {
-  out.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-  out.push_back(static_cast<std::uint8_t>((unit >> 8) & 0xFF));
-}
-
-void appendUtf16(Bytes& out, std::wstring_view text) {
-  for (const wchar_t wc : text) {
-    auto cp = static_cast<std::uint32_t>(wc);
-    if (cp >= 0x10000 && cp <= 0x10FFFF) {
-      cp -= 0x10000;
-      appendUnit(out, 0xD800 + (cp >> 10));
-      appendUnit(out, 0xDC00 + (cp & 0x3FF));
-    } else if (cp > 0x10FFFF) {
-      appendUnit(out, 0xFFFD);
-    } else {
-      appendUnit(out, cp);
-    }
-  }
-}
-
-}  // namespace
-
 Bytes encodeUtf16le(std::wstring_view text, bool terminate) {
-  Bytes out;
-  out.reserve((text.size() + 1) * 2);
-  appendUtf16(out, text);
-  if (terminate) appendUnit(out, 0);
+  Bytes out = platform::encodeUtf16(text, platform::EByteOrder::eLittleEndian);
+  if (terminate) out.insert(out.end(), {0, 0});
   return out;
 }
 
 std::wstring decodeUtf16le(const std::uint8_t* data, std::size_t size) {
-  std::wstring out;
-  const std::size_t units = size / 2;
-  out.reserve(units);
-  auto unitAt = [data](std::size_t i) -> std::uint32_t {
-    return static_cast<std::uint32_t>(data[2 * i]) | (static_cast<std::uint32_t>(data[2 * i + 1]) << 8);
-  };
-  for (std::size_t i = 0; i < units; ++i) {
-    std::uint32_t c = unitAt(i);
-    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units) {
-      const std::uint32_t next = unitAt(i + 1);
-      if (next >= 0xDC00 && next <= 0xDFFF) {
-        c = 0x10000 + ((c - 0xD800) << 10) + (next - 0xDC00);
-        ++i;
-      }
-    }
-    out.push_back(static_cast<wchar_t>(c));
-  }
-  return out;
+  return platform::decodeUtf16(data, size, platform::EByteOrder::eLittleEndian);
 }
 
 std::wstring decodeRegString(const std::uint8_t* data, std::size_t size) {
@@ -70,10 +27,10 @@ std::optional<Bytes> encodeMultiString(const std::vector<std::wstring>& strings)
   Bytes out;
   for (const auto& s : strings) {
     if (s.empty() || s.find(L'\0') != std::wstring::npos) return std::nullopt;
-    appendUtf16(out, s);
-    appendUnit(out, 0);
+    const Bytes units = encodeUtf16le(s, true);
+    out.insert(out.end(), units.begin(), units.end());
   }
-  appendUnit(out, 0);
+  out.insert(out.end(), {0, 0});
   return out;
 }
 
@@ -118,49 +75,13 @@ std::optional<std::uint64_t> decodeQword(const std::uint8_t* data, std::size_t s
 }
 
 std::optional<std::string> nameToUtf8(std::wstring_view name) {
-  std::string out;
-  out.reserve(name.size());
   for (const wchar_t wc : name) {
-    const auto cp = static_cast<std::uint32_t>(wc);
-    if (cp > 0x10FFFF) return std::nullopt;
-    platform::appendUtf8(out, cp);
+    if (static_cast<std::uint32_t>(wc) > 0x10FFFF) return std::nullopt;
   }
-  return out;
+  return platform::toUtf8(name, platform::ESurrogates::eKeep);
 }
 
-std::wstring nameFromUtf8(std::string_view utf8) {
-  std::wstring out;
-  out.reserve(utf8.size());
-  std::size_t i = 0;
-  while (i < utf8.size()) {
-    const auto b = static_cast<std::uint8_t>(utf8[i]);
-    std::size_t len = 1;
-    std::uint32_t cp = b;
-    if (b >= 0xF0) {
-      len = 4;
-      cp = b & 0x07;
-    } else if (b >= 0xE0) {
-      len = 3;
-      cp = b & 0x0F;
-    } else if (b >= 0xC0) {
-      len = 2;
-      cp = b & 0x1F;
-    } else if (b >= 0x80) {
-      // A stray continuation byte: only a damaged file holds one.
-      out.push_back(L'\uFFFD');
-      ++i;
-      continue;
-    }
-    if (i + len > utf8.size()) {
-      out.push_back(L'\uFFFD');
-      break;
-    }
-    for (std::size_t k = 1; k < len; ++k) cp = (cp << 6) | (static_cast<std::uint8_t>(utf8[i + k]) & 0x3F);
-    out.push_back(static_cast<wchar_t>(cp));
-    i += len;
-  }
-  return out;
-}
+std::wstring nameFromUtf8(std::string_view utf8) { return platform::fromUtf8(utf8, platform::ESurrogates::eKeep); }
 
 std::optional<std::int64_t> parseDecimal(std::wstring_view text) {
   if (text.empty() || text.size() > 32) return std::nullopt;

@@ -1,5 +1,4 @@
-// Tracing and diagnostics: assertion callbacks, the tracer and its companions,
-// the thread log, debugger output, the log stamp and the log buffer.
+// The tracer and its companions: the indenter and the API scope logger.
 
 #include <ut/ut_log.h>
 #include <ut/ut_reporter_message.h>
@@ -7,15 +6,11 @@
 
 #include "ut_platform.h"
 
-#include "OdString.h"
-
-#include <wx/datetime.h>
 #include <wx/thread.h>
 
 #include <algorithm>
 #include <bit>
 #include <climits>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -24,14 +19,7 @@
 #include <locale>
 #include <optional>
 #include <type_traits>
-
 namespace {
-
-// The assertion callbacks. Both objects are constant-initialised, so they
-// exist before any dynamic initialisation in the process and outlive the
-// tracer, whose destructor may still report an unbalanced indentation.
-constinit std::mutex g_assertMutex;
-constinit std::vector<ut::AssertCallback> g_assertCallbacks;
 
 // Integer value of an environment variable with the conversion rules of
 // atoi: leading white space, an optional sign, the digits up to the first
@@ -65,55 +53,7 @@ std::string narrowForTrace(const wchar_t* text) {
   return bytes;
 }
 
-// Formats with the wide printf conventions shared with the SDK strings (a
-// bare %s takes a wide argument). Empty when `format` is null or formatting
-// fails.
-std::wstring formatWide(const wchar_t* format, va_list args) {
-  if (!format) return {};
-  OdString text;
-  text.formatV(format, args);
-  return std::wstring(text.c_str(), static_cast<std::size_t>(text.getLength()));
-}
-
-void replaceAll(std::wstring& text, std::wstring_view from, std::wstring_view to) {
-  std::size_t at = 0;
-  while ((at = text.find(from, at)) != std::wstring::npos) {
-    text.replace(at, from.size(), to);
-    at += to.size();
-  }
-}
-
 }  // namespace
-
-// --- assertions --------------------------------------------------------------------
-
-namespace ut {
-
-void addAssertCallback(AssertCallback callback) {
-  if (!callback) return;
-  const std::lock_guard<std::mutex> guard(g_assertMutex);
-  std::erase(g_assertCallbacks, callback);
-  g_assertCallbacks.push_back(callback);
-}
-
-void removeAssertCallback(AssertCallback callback) {
-  const std::lock_guard<std::mutex> guard(g_assertMutex);
-  std::erase(g_assertCallbacks, callback);
-}
-
-void callAssert(const char* expression, const char* message, const char* file, int line) {
-  // Called outside the lock so that a callback may change the list.
-  std::vector<AssertCallback> callbacks;
-  {
-    const std::lock_guard<std::mutex> guard(g_assertMutex);
-    callbacks = g_assertCallbacks;
-  }
-  for (const AssertCallback callback : callbacks) callback(expression, message, file, line);
-}
-
-std::string getCallStack() { return {}; }
-
-}  // namespace ut
 
 // --- UtTracer ------------------------------------------------------------------------
 
@@ -334,102 +274,5 @@ ApiScopeLogger::ApiScopeLogger(int value, const char* const name) : m_name(name)
 ApiScopeLogger::~ApiScopeLogger() = default;
 
 void ApiScopeLogger::succeeded() { m_succeeded = true; }
-
-// --- ThreadLog -------------------------------------------------------------------------
-
-ThreadLog::ThreadLog() : m_outputFunc(&ThreadLog::defaultOutputFunc) {}
-
-ThreadLog::~ThreadLog() = default;
-
-ThreadLog& ThreadLog::get() {
-  static ThreadLog log;
-  return log;
-}
-
-void ThreadLog::defaultOutputFunc(const wchar_t* line) { platform::outputDebugString(line ? line : L""); }
-
-ThreadLog::OutputFunc ThreadLog::setOutputFunc(OutputFunc func) {
-  const std::lock_guard<std::recursive_mutex> guard(m_lock);
-  const OutputFunc previous = m_outputFunc;
-  m_outputFunc = func ? func : &ThreadLog::defaultOutputFunc;
-  return previous;
-}
-
-void ThreadLog::print(const wchar_t* text) {
-  const std::lock_guard<std::recursive_mutex> guard(m_lock);
-  const std::uint64_t id = wxThread::GetCurrentId();
-
-  std::size_t column = 0;
-  while (column < m_threads.size() && m_threads[column] != id) ++column;
-  if (column == m_threads.size()) m_threads.push_back(id);
-
-  const std::uint64_t mainId = wxThread::GetMainId();
-  const bool isMain = mainId == 0 || id == mainId;
-  wchar_t prefix[48];
-  std::swprintf(prefix, std::size(prefix), L"%#lx%ls> ", static_cast<unsigned long>(id), isMain ? L"*" : L"");
-
-  std::wstring line(2 * column, L' ');
-  line += prefix;
-  if (text) line += text;
-  line += L'\n';
-  m_outputFunc(line.c_str());
-}
-
-void ThreadLog::printf(const wchar_t* format, ...) {
-  constexpr std::size_t kMaxCharacters = 2048;
-  va_list args;
-  va_start(args, format);
-  std::wstring text = formatWide(format, args);
-  va_end(args);
-  if (text.size() > kMaxCharacters) text.resize(kMaxCharacters);
-  print(text.c_str());
-}
-
-// --- debugger output and log stamp ---------------------------------------------------
-
-void outputDebugString(const wchar_t* format, ...) {
-  if (!format) return;
-  va_list args;
-  va_start(args, format);
-  std::wstring text = formatWide(format, args);
-  va_end(args);
-  replaceAll(text, L"\t", L"        ");
-  replaceAll(text, L"\n", L"\r\n");
-  platform::outputDebugString(text);
-}
-
-const char* getLogStamp() {
-  static char s_stamp[256];
-  const wxDateTime now = wxDateTime::Now();
-  std::snprintf(s_stamp, sizeof s_stamp,
-                "\n--------------- %02d-%02d-%04d %02d:%02d:%02d --------------- v%s%s ---------------",
-                static_cast<int>(now.GetDay()), static_cast<int>(now.GetMonth()) + 1, now.GetYear(),
-                static_cast<int>(now.GetHour()), static_cast<int>(now.GetMinute()), static_cast<int>(now.GetSecond()),
-                UT_VERSION_TEXT, "");
-  return s_stamp;
-}
-
-// --- LogBuffer -----------------------------------------------------------------------
-
-LogBuffer::LogBuffer() = default;
-
-LogBuffer::LogBuffer(const LogBuffer& other) : wxLog(), m_records(other.m_records) {}
-
-LogBuffer& LogBuffer::operator=(const LogBuffer& other) {
-  if (this != &other) m_records = other.m_records;
-  return *this;
-}
-
-LogBuffer::~LogBuffer() {
-  // Still the active target: withdraw first, or the replay would feed the
-  // records back into this buffer and wxWidgets would keep a dangling target.
-  if (wxLog::GetActiveTarget() == this) wxLog::SetActiveTarget(nullptr);
-  for (const Record& record : m_records) wxLog::OnLog(record.level, record.message, record.info);
-  m_records.clear();
-}
-
-void LogBuffer::DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo& info) {
-  m_records.push_back(Record{level, message, info});
-}
 
 }  // namespace ut
