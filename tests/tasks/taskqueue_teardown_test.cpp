@@ -72,7 +72,7 @@ TEST(TaskQueueConcurrency, DestroyedWithManyTasksQueued) {
 // unmapped (RTLD_NOLOAD finds nothing), so a late worker would crash here.
 TEST(TaskQueueThreads, ModuleUnloadedRightAfterItsQueuesAreDestroyed) {
   using RunFunc = int (*)(int, int);
-  for (int load = 0; load < 20; ++load) {
+  for (int load = 0; load < 10; ++load) {
     void* module = ::dlopen(UT_TEST_TASK_MODULE, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(module, nullptr) << ::dlerror();
     auto run = reinterpret_cast<RunFunc>(::dlsym(module, "ut_test_task_module_run"));
