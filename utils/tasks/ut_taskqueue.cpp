@@ -19,10 +19,10 @@ thread_local const TaskQueueState* t_servedQueue = nullptr;
 class Worker final : public wxThread, public TaskContext {
  public:
   explicit Worker(TaskQueueState& state) : wxThread(wxTHREAD_DETACHED), m_state(state) { m_state.addRef(); }
-  // Runs on the worker thread once Entry() has returned and wxWidgets has
-  // done its own per-thread clean-up (it deletes detached threads itself).
-  // Leaving the live count only here means that a queue's destructor returns
-  // after all of that, so nothing the thread did is left unordered before it.
+  // Runs on the worker thread after Entry() has returned (wxWidgets deletes
+  // detached threads itself), as late as the queue can see the thread. Leaving
+  // the live count only here means that a queue's destructor returns after
+  // everything the thread did for the queue and its tasks.
   ~Worker() override {
     if (m_counted) m_state.workerLeft();
     m_state.release();
