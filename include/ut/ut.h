@@ -29,6 +29,7 @@
 #include <ut/ut_sorting.h>
 #include <ut/ut_strings.h>
 #include <ut/ut_textfile.h>
+#include <ut/ut_tasks.h>
 #include <ut/ut_tracer.h>
 #include <ut/ut_uuid.h>
 #include <ut/ut_zip.h>
