@@ -19,3 +19,4 @@
 #include <ut/ut_strings.h>
 #include <ut/ut_tracer.h>
 #include <ut/ut_uuid.h>
+#include <ut/ut_version.h>

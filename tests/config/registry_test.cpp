@@ -376,7 +376,7 @@ TEST_F(RegistryTest, ExportFailuresAreReportedOnRequest) {
 // hex values on continuation lines) import value by value, and exporting the
 // imported keys reproduces them line for line (their blank lines apart).
 TEST_F(RegistryTest, WindowsExportsImportAndExportAgain) {
-  const std::string dir = std::string(UT_SHARED_TESTDATA_DIR) + "/registry/";
+  const std::string dir = std::string(UT_TESTDATA_DIR) + "/registry/";
   const wxString profile = L"HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Drafting";
   const std::pair<const char*, wxString> files[] = {{"profile-windows-export.reg", profile},
                                                     {"all-value-types.reg", L"HKCU\\Software\\TVCAD\\Samples"}};
