@@ -302,8 +302,8 @@ TEST_F(RegStoreTest, PathsAndInvalidNames) {
 TEST_F(RegStoreTest, KeysNestAtMost512Levels) {
   wxString path = L"Software";
   for (int i = 2; i <= 511; ++i) path += L"\\d";
-  ASSERT_TRUE(RegKey(eCurrentUser, path + L"\\last").create());
   RegKey parent(eCurrentUser, path + L"\\last");
+  ASSERT_TRUE(parent.create());
   EXPECT_TRUE(parent.setValue(L"v", 1L));
   RegKey tooDeep(parent, L"x");
   EXPECT_FALSE(tooDeep.create());

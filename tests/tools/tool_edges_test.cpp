@@ -45,7 +45,7 @@ class ToolEdgeTest : public ::testing::Test {
   wxString stored(const wxString& name) const {
     RegKey key(eCurrentUser, kKeyPath);
     wxString text;
-    return key.queryValue(name, text) ? text : wxString(L"<none>");
+    return key.open(eRead) && key.queryValue(name, text) ? text : wxString(L"<none>");
   }
 
   // A registry-export file of `body` lines, UTF-8, in the test's folder.
@@ -120,12 +120,13 @@ TEST_F(ToolEdgeTest, EmptyStoreOrTraceFileIsAUsageError) {
   const auto config = m_dir / "config";
   const std::string env = "-u UT_REGISTRY_FILE HOME=" + test::shellQuote(home.string()) +
                           " XDG_CONFIG_HOME=" + test::shellQuote(config.string());
-  for (const Args& args : {Args{"--store", "", "reg", "add", kKey}, Args{"--trace", "", "reg", "add", kKey},
-                           Args{"--store=", "reg", "query", "HKCU\\Software"}}) {
-    const Result r = test::runProgram(UT_TOOL, args, m_dir.path(), "timeout 60 env " + env);
-    EXPECT_EQ(r.status, 2) << args[0];
-    EXPECT_TRUE(contains(r.err, "an empty file name")) << r.err;
+  for (const char* option : {"--store", "--trace"}) {
+    const Result r = test::runProgram(UT_TOOL, {option, "", "reg", "add", kKey}, m_dir.path(), "timeout 60 env " + env);
+    EXPECT_EQ(r.status, 2) << option;
+    EXPECT_EQ(r.err, std::string("ut: ") + option + ": an empty file name (see --help)\n");
   }
+  const Result r = test::runProgram(UT_TOOL, {"--store=", "reg", "query", "HKCU"}, m_dir.path(), "timeout 60 env " + env);
+  EXPECT_EQ(r.status, 2);
   EXPECT_FALSE(std::filesystem::exists(home));
   EXPECT_FALSE(std::filesystem::exists(config));
 }
@@ -229,7 +230,7 @@ TEST_F(ToolEdgeTest, GetAndShowPrintTheSameNumber) {
   ASSERT_EQ(run({"profile", "use", "Work"}).status, 0);
   ASSERT_EQ(run({"config", "set", "Config", "Minus", "-1", "--type", "long"}).status, 0);
   RegKey config(eCurrentUser, L"Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Work\\Config");
-  ASSERT_TRUE(config.setValue(L"High", 0x80000000L));
+  ASSERT_TRUE(config.open(eWrite) && config.setValue(L"High", 0x80000000L));
   RegStore::close();
   EXPECT_EQ(run({"config", "get", "Config", "Minus"}).out, "-1\n");
   EXPECT_EQ(run({"config", "get", "Config", "High"}).out, "-2147483648\n");
@@ -265,7 +266,7 @@ TEST_F(ToolEdgeTest, OverviewExamplesPasteIntoAShell) {
   ASSERT_EQ(std::system(command.c_str()), 0) << command;
   RegKey key(eCurrentUser, L"Software\\TVCAD\\Test");
   wxString text;
-  EXPECT_TRUE(key.queryValue(L"Name", text));
+  EXPECT_TRUE(key.open(eRead) && key.queryValue(L"Name", text));
   EXPECT_EQ(text, L"some text");
 }
 
@@ -344,9 +345,9 @@ TEST_F(ToolEdgeTest, JsonForWhatScriptsRead) {
   EXPECT_EQ(run({"config", "get", "Config", "S", "--json"}).out,
             "{\n  \"entry\": \"S\",\n  \"type\": \"string\",\n  \"value\": \"x\\\"y\"\n}\n");
   EXPECT_EQ(run({"config", "show", "TVCAD/V25/en_US/Profiles/Work", "--json"}).out,
-            "{\n  \"keys\": {\n    \"Config\": {\n      \"keys\": {},\n      \"values\": {\n        \"N\": -1,\n"
+            "{\n  \"key\": \"HKEY_CURRENT_USER\\\\Software\\\\TVCAD\\\\TVCAD\\\\V25\\\\en_US\\\\Profiles\\\\Work\",\n"
+            "  \"keys\": {\n    \"Config\": {\n      \"keys\": {},\n      \"values\": {\n        \"N\": -1,\n"
             "        \"S\": \"x\\\"y\"\n      }\n    }\n  },\n"
-            "  \"key\": \"HKEY_CURRENT_USER\\\\Software\\\\TVCAD\\\\TVCAD\\\\V25\\\\en_US\\\\Profiles\\\\Work\",\n"
             "  \"values\": {}\n}\n");
   EXPECT_EQ(run({"profile", "list", "--json"}).out,
             "[\n  {\n    \"current\": false,\n    \"description\": \"d\",\n    \"name\": \"Other\"\n  },\n"
@@ -429,6 +430,7 @@ TEST_F(ToolEdgeTest, ProfileImportSkipsKeysNoPathCanName) {
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out,
             "HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\n"
+            "  (Default) = \"\" (string)\n"
             "  CurProfile = \"Odd\" (string)\n"
             "  Odd\\\n"
             "    Config\\\n"
