@@ -125,7 +125,8 @@ TEST_F(ToolEdgeTest, EmptyStoreOrTraceFileIsAUsageError) {
     EXPECT_EQ(r.status, 2) << option;
     EXPECT_EQ(r.err, std::string("ut: ") + option + ": an empty file name (see --help)\n");
   }
-  const Result r = test::runProgram(UT_TOOL, {"--store=", "reg", "query", "HKCU"}, m_dir.path(), "timeout 60 env " + env);
+  const Result r =
+      test::runProgram(UT_TOOL, {"--store=", "reg", "query", "HKCU"}, m_dir.path(), "timeout 60 env " + env);
   EXPECT_EQ(r.status, 2);
   EXPECT_FALSE(std::filesystem::exists(home));
   EXPECT_FALSE(std::filesystem::exists(config));
@@ -158,10 +159,10 @@ class DotNamesTest : public ToolEdgeTest {
     ToolEdgeTest::SetUp();
     if (HasFatalFailure()) return;
     const std::string config = kProfiles + "\\Default\\Config";
-    const std::string file = regFile("dots.reg", "[" + kProfiles + "]\r\n\"CurProfile\"=\"Default\"\r\n[" + config +
-                                                     "]\r\n\"Kept\"=dword:00000007\r\n[" + config +
-                                                     "\\..]\r\n\"Up\"=\"u\"\r\n[" + config + "\\.]\r\n\"Here\"=\"h\"\r\n[" +
-                                                     config + "\\Sub]\r\n\"S\"=\"s\"\r\n");
+    const std::string file =
+        regFile("dots.reg", "[" + kProfiles + "]\r\n\"CurProfile\"=\"Default\"\r\n[" + config +
+                                "]\r\n\"Kept\"=dword:00000007\r\n[" + config + "\\..]\r\n\"Up\"=\"u\"\r\n[" + config +
+                                "\\.]\r\n\"Here\"=\"h\"\r\n[" + config + "\\Sub]\r\n\"S\"=\"s\"\r\n");
     const Result r = run({"reg", "import", file});
     ASSERT_EQ(r.status, 0) << r.err;
   }
@@ -317,20 +318,22 @@ TEST_F(ToolEdgeTest, JsonForWhatScriptsRead) {
   ASSERT_EQ(run({"reg", "add", kKey + "\\Sub", "-v", "n", "-d", "x"}).status, 0);
   Result r = run({"reg", "query", kKey, "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out,
-            "[\n"
-            "  {\n"
-            "    \"key\": \"HKEY_CURRENT_USER\\\\Software\\\\TVCAD\\\\Edge\",\n"
-            "    \"subkeys\": [\n      \"Sub\"\n    ],\n"
-            "    \"values\": [\n"
-            "      {\n        \"data\": \"t\xC3\xA9xt \\\"q\\\"\",\n        \"name\": \"s\",\n        \"type\": \"REG_SZ\"\n      },\n"
-            "      {\n        \"data\": 4294967295,\n        \"name\": \"n\",\n        \"type\": \"REG_DWORD\"\n      },\n"
-            "      {\n        \"data\": [\n          \"a\",\n          \"b\"\n        ],\n        \"name\": \"m\",\n"
-            "        \"type\": \"REG_MULTI_SZ\"\n      },\n"
-            "      {\n        \"data\": \"00FF\",\n        \"name\": \"b\",\n        \"type\": \"REG_BINARY\"\n      }\n"
-            "    ]\n"
-            "  }\n"
-            "]\n");
+  EXPECT_EQ(
+      r.out,
+      "[\n"
+      "  {\n"
+      "    \"key\": \"HKEY_CURRENT_USER\\\\Software\\\\TVCAD\\\\Edge\",\n"
+      "    \"subkeys\": [\n      \"Sub\"\n    ],\n"
+      "    \"values\": [\n"
+      "      {\n        \"data\": \"t\xC3\xA9xt \\\"q\\\"\",\n        \"name\": \"s\",\n        \"type\": \"REG_SZ\"\n "
+      "     },\n"
+      "      {\n        \"data\": 4294967295,\n        \"name\": \"n\",\n        \"type\": \"REG_DWORD\"\n      },\n"
+      "      {\n        \"data\": [\n          \"a\",\n          \"b\"\n        ],\n        \"name\": \"m\",\n"
+      "        \"type\": \"REG_MULTI_SZ\"\n      },\n"
+      "      {\n        \"data\": \"00FF\",\n        \"name\": \"b\",\n        \"type\": \"REG_BINARY\"\n      }\n"
+      "    ]\n"
+      "  }\n"
+      "]\n");
   r = run({"reg", "query", kKey, "-s", "-v", "n", "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_TRUE(contains(r.out, "\"key\": \"HKEY_CURRENT_USER\\\\Software\\\\TVCAD\\\\Edge\\\\Sub\"")) << r.out;
@@ -404,11 +407,14 @@ TEST_F(ToolEdgeTest, AStorePathThatIsAFolderGetsOneMessage) {
   std::filesystem::create_directory(folder);
   const std::string expected = "ut: the store " + folder.string() + " is a directory, not a file\n";
   for (const Args& args : {Args{"reg", "query", "HKCU\\Software"}, Args{"reg", "add", kKey}, Args{"config", "show"}}) {
-    const Result r = test::runProgram(UT_TOOL, [&] {
-      Args all{"--store", folder.string()};
-      all.insert(all.end(), args.begin(), args.end());
-      return all;
-    }(), m_dir.path(), "timeout 60 env LC_ALL=C.UTF-8");
+    const Result r = test::runProgram(
+        UT_TOOL,
+        [&] {
+          Args all{"--store", folder.string()};
+          all.insert(all.end(), args.begin(), args.end());
+          return all;
+        }(),
+        m_dir.path(), "timeout 60 env LC_ALL=C.UTF-8");
     EXPECT_EQ(r.status, 1) << args[1];
     EXPECT_EQ(r.err, expected) << args[1];
   }
