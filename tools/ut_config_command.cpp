@@ -6,6 +6,12 @@
 
 #include <ut/ut.h>
 
+#include <wx/filefn.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <iostream>
 #include <memory>
 #include <string>
 
@@ -25,7 +31,12 @@ wxString leafName(const ConfigNodeBase& node) {
 wxString valueText(const ConfigNodeBase& node) {
   unsigned long number = 0;
   OdString text;
-  if (node.getULong(number)) return wxString::Format(L"%lu (0x%08lx, dword)", number, number);
+  // The decimal form is the one `config get` prints and `config set --type
+  // long` takes: the stored 32 bits read as a signed number.
+  if (node.getULong(number)) {
+    const long asRead = static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
+    return wxString::Format(L"%ld (0x%08lx, dword)", asRead, number & 0xFFFFFFFFul);
+  }
   if (!node.getString(text)) return L"(no value)";
   wxString quoted = L"\"";
   for (const wchar_t c : std::wstring(text.c_str())) {
@@ -84,7 +95,42 @@ wxString registryName(const wxString& path) {
   return name;
 }
 
-int runShow(const Context& context, const std::string& pathArg) {
+int printJson(const nlohmann::json& value) {
+  std::cout << value.dump(2) << '\n';
+  return eExitOk;
+}
+
+// A node's value for JSON: the number as `config get` prints it, the text,
+// or null for no value.
+nlohmann::json valueJson(const ConfigNodeBase& node) {
+  unsigned long number = 0;
+  OdString text;
+  if (node.getULong(number)) return static_cast<long>(static_cast<std::int32_t>(static_cast<std::uint32_t>(number)));
+  if (node.getString(text)) return toUtf8(text.c_str());
+  return nullptr;
+}
+
+// {"default": value?, "values": {name: value}, "keys": {name: {...}}}, in
+// the tree's order.
+nlohmann::json keyJson(const ConfigNodeBase& key) {
+  nlohmann::json out = nlohmann::json::object();
+  if (key.type() == ConfigValBase::kULong || key.type() == ConfigValBase::kString) out["default"] = valueJson(key);
+  nlohmann::json values = nlohmann::json::object();
+  nlohmann::json keys = nlohmann::json::object();
+  for (const auto& child : key.children()) {
+    const std::string name = toUtf8(leafName(*child));
+    if (child->isContainerNode()) {
+      keys[name] = keyJson(*child);
+    } else {
+      values[name] = valueJson(*child);
+    }
+  }
+  out["values"] = std::move(values);
+  out["keys"] = std::move(keys);
+  return out;
+}
+
+int runShow(const Context& context, const std::string& pathArg, bool json) {
   const wxString path = configPath(pathArg);
   if (!context.storeExists()) {
     throw OperationError(toUtf8(L"key not found: " + registryName(path) + L" (the store " + context.storeFile() +
@@ -97,6 +143,11 @@ int runShow(const Context& context, const std::string& pathArg) {
   if (!storage.rootExists() || !storage.load(tree, true)) {
     throw OperationError(toUtf8(L"key not found: " + registryName(path)));
   }
+  if (json) {
+    nlohmann::json out = keyJson(*tree);
+    out["key"] = toUtf8(registryName(path));
+    return printJson(out);
+  }
   printLine(registryName(path));
   printKey(*tree, L"  ");
   return eExitOk;
@@ -105,6 +156,7 @@ int runShow(const Context& context, const std::string& pathArg) {
 struct ExportOptions {
   std::string group;
   std::string file;
+  bool force = false;
 };
 
 int runExport(const Context& context, const ExportOptions& o) {
@@ -123,6 +175,8 @@ int runExport(const Context& context, const ExportOptions& o) {
   // Groups without a key path are refused here with the library's message.
   const OdString keyPath = Config::regPath(group);
   if (keyPath.isEmpty()) return eExitFailed;
+  const wxString file = fromUtf8(o.file);
+  if (wxFileExists(file) && !confirm(L"File " + file + L" exists, overwrite?", o.force, "-f")) return eExitFailed;
   return exportConfigGroup(keyPath, OdString(fromUtf8(o.file).wc_str()), true) ? eExitOk : eExitFailed;
 }
 
@@ -136,11 +190,24 @@ ECfgGroup groupArg(const std::string& text) {
   return group;
 }
 
+// An entry relative to its group: "/"-separated levels, none of them "."
+// or "..", which would step out of the group rather than name something.
+OdString entryArg(const std::string& text) {
+  const wxString entry = fromUtf8(text);
+  for (const auto& level : wxSplit(entry, L'/', L'\0')) {
+    if (level == L"." || level == L"..") {
+      throw UsageError("\"" + text + "\": \".\" and \"..\" are not entry names");
+    }
+  }
+  return OdString(entry.wc_str());
+}
+
 struct EntryOptions {
   std::string group;
   std::string entry;
   std::string value;
   std::string type = "string";
+  bool json = false;
 };
 
 // Entries are served as the application serves them: profile groups from the
@@ -148,9 +215,15 @@ struct EntryOptions {
 // others through the store directly; a change is flushed before the run ends.
 class EntrySession {
  public:
-  explicit EntrySession(const Context& context) {
+  EntrySession(const Context& context, ECfgGroup group) {
     context.openStore();
     m_manager = std::make_unique<ProfileManagerBase>();
+    // Without a current profile a profile group has no key to serve; the
+    // facade would make one up under a default name.
+    if (isProfileGroup(group) && !m_manager->currentProfile()) {
+      throw OperationError(
+          "no current profile: select one with \"ut profile use NAME\" (\"ut profile list\" shows them)");
+    }
   }
   int flushed(bool ok, const std::string& what) const {
     if (!ok) throw OperationError(what);
@@ -167,12 +240,13 @@ int runGet(const Context& context, const EntryOptions& o) {
   if (!context.storeExists()) {
     throw OperationError(toUtf8(L"the store " + context.storeFile() + L" does not exist yet"));
   }
-  const EntrySession session(context);
-  const OdString entry(fromUtf8(o.entry).wc_str());
+  const EntrySession session(context, group);
+  const OdString entry = entryArg(o.entry);
   switch (Config::entryType(group, entry)) {
     case eCfgTypeInteger: {
       long number = 0;
       if (Config::read(group, entry, number)) {
+        if (o.json) return printJson({{"entry", o.entry}, {"type", "number"}, {"value", number}});
         printLine(wxString::Format(L"%ld", number));
         return eExitOk;
       }
@@ -183,6 +257,7 @@ int runGet(const Context& context, const EntryOptions& o) {
     default: {
       OdString text;
       if (Config::read(group, entry, text)) {
+        if (o.json) return printJson({{"entry", o.entry}, {"type", "string"}, {"value", toUtf8(text.c_str())}});
         printLine(wxString(text.c_str()));
         return eExitOk;
       }
@@ -198,9 +273,9 @@ int runGet(const Context& context, const EntryOptions& o) {
 
 int runSet(const Context& context, const EntryOptions& o) {
   const ECfgGroup group = groupArg(o.group);
-  const OdString entry(fromUtf8(o.entry).wc_str());
+  const OdString entry = entryArg(o.entry);
   const wxString value = fromUtf8(o.value);
-  const EntrySession session(context);
+  const EntrySession session(context, group);
   bool ok = false;
   if (o.type == "string") {
     ok = Config::writeString(group, entry, OdString(value.wc_str()));
@@ -223,8 +298,8 @@ int runSet(const Context& context, const EntryOptions& o) {
 
 int runDelete(const Context& context, const EntryOptions& o) {
   const ECfgGroup group = groupArg(o.group);
-  const EntrySession session(context);
-  return session.flushed(Config::deleteEntry(group, OdString(fromUtf8(o.entry).wc_str())), "no entry " + o.entry);
+  const EntrySession session(context, group);
+  return session.flushed(Config::deleteEntry(group, entryArg(o.entry)), "no entry " + o.entry);
 }
 
 }  // namespace
@@ -236,12 +311,17 @@ void addConfigCommands(CLI::App& app, Context& context) {
   auto path = std::make_shared<std::string>();
   CLI::App* s = config->add_subcommand("show", "Show a key below HKEY_CURRENT_USER\\Software\\TVCAD as a tree");
   s->add_option("PATH", *path, "The key below the company key, levels separated by / or \\ (default: all of it)");
-  s->callback([&context, path] { context.action = [&context, path] { return runShow(context, *path); }; });
+  auto showJson = std::make_shared<bool>(false);
+  s->add_flag("--json", *showJson, "Print JSON: {key, default, values: {name: value}, keys: {name: {...}}}");
+  s->callback([&context, path, showJson] {
+    context.action = [&context, path, showJson] { return runShow(context, *path, *showJson); };
+  });
 
   auto exp = std::make_shared<ExportOptions>();
   CLI::App* e = config->add_subcommand("export", "Write a configuration group to a registry-export (.reg) file");
   e->add_option("GROUP", exp->group, "The group: its name (eCfgAddins or Addins) or its number (0 to 39)")->required();
-  e->add_option("FILE", exp->file, "The file to write (replaced if it exists)")->required();
+  e->add_option("FILE", exp->file, "The file to write")->required();
+  e->add_flag("-f", exp->force, "Overwrite an existing file without asking");
   e->callback([&context, exp] { context.action = [&context, exp] { return runExport(context, *exp); }; });
 
   const auto entryCommand = [&](const char* name, const char* help, bool withValue,
@@ -250,6 +330,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
     CLI::App* c = config->add_subcommand(name, help);
     c->add_option("GROUP", o->group, "The group: its name (eCfgConfig or Config) or its number (0 to 39)")->required();
     c->add_option("ENTRY", o->entry, "The entry, relative to the group (a/b/name reaches into subgroups)")->required();
+    if (run == runGet) c->add_flag("--json", o->json, "Print JSON: {entry, type (number or string), value}");
     if (withValue) {
       c->add_option("VALUE", o->value, "The value")->required();
       c->add_option("--type", o->type, "How the value is stored: string (default), long, bool or double")

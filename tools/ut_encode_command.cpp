@@ -41,7 +41,7 @@ EEncoding encodingOf(const std::string& name) {
 }
 
 std::string input(const CodecOptions& o) {
-  if (o.text) return *o.text;
+  if (o.text && *o.text != "-") return *o.text;
   std::ostringstream content;
   content << std::cin.rdbuf();
   return content.str();
@@ -83,21 +83,38 @@ int runEncode(const CodecOptions& o) {
   return eExitOk;
 }
 
+// Where a base64 decoder stops: the first character outside the alphabet
+// (padding only at the end); npos when it reads everything.
+std::size_t stopOf(const std::string& text, bool url) {
+  const auto inAlphabet = [url](char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+           (url ? (c == '-' || c == '_') : (c == '+' || c == '/'));
+  };
+  std::size_t i = 0;
+  while (i < text.size() && inAlphabet(text[i])) ++i;
+  std::size_t end = i;
+  while (end < text.size() && text[end] == '=') ++end;
+  return end == text.size() ? std::string::npos : (text[i] == '=' ? end : i);
+}
+
 int runDecode(const CodecOptions& o) {
   const EEncoding encoding = encodingOf(o.encoding);
   const std::string data = input(o);
-  switch (encoding) {
-    case EEncoding::ePercent:
-      writeText(ws2s(percentDecode(OdString(s2ws(data))).c_str()));
-      break;
-    case EEncoding::eBase64:
-      write(base64_decode(withoutWhiteSpace(data)));
-      break;
-    case EEncoding::eBase64Url:
-      write(base64Url_decode(withoutWhiteSpace(data)));
-      break;
+  if (encoding == EEncoding::ePercent) {
+    writeText(ws2s(percentDecode(OdString(s2ws(data))).c_str()));
+    return eExitOk;
   }
-  return eExitOk;
+  const bool url = encoding == EEncoding::eBase64Url;
+  const std::string text = withoutWhiteSpace(data);
+  write(url ? base64Url_decode(text) : base64_decode(text));
+  // The decoder gives what it read up to the stop; the tool says where that
+  // was, so that a damaged input is not taken for a complete one.
+  const std::size_t stop = stopOf(text, url);
+  if (stop == std::string::npos) return eExitOk;
+  std::fflush(stdout);
+  std::fprintf(stderr, "ut: decoding stopped at character %zu (\"%c\", white space not counted): not %s\n", stop + 1,
+               text[stop], url ? "base64url" : "base64");
+  return eExitFailed;
 }
 
 int runUuid(const UuidOptions& o) {
@@ -120,7 +137,8 @@ void addCodec(CLI::App& app, Context& context, const char* name, const char* des
   auto options = std::make_shared<CodecOptions>();
   CLI::App* command = app.add_subcommand(name, description);
   command->add_option("ENCODING", options->encoding, "percent, base64 or base64url")->required();
-  command->add_option("TEXT", options->text, "The text to convert; standard input (all of it, as bytes) when absent");
+  command->add_option("TEXT", options->text,
+                      "The text to convert; standard input (all of it, as bytes) when absent or -");
   command->callback([&context, options, encode] {
     context.action = [options, encode] { return encode ? runEncode(*options) : runDecode(*options); };
   });

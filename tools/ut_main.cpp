@@ -5,14 +5,20 @@
 
 #include <ut/ut.h>
 
+#include <wx/filefn.h>
 #include <wx/filename.h>
 #include <wx/init.h>
 #include <wx/log.h>
 
+#include <clocale>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
 #include <memory>
+#include <string>
+#include <vector>
 
+#include <langinfo.h>
 #include <unistd.h>
 
 namespace ut::tool {
@@ -28,6 +34,49 @@ class StderrLog : public wxLog {
     std::fprintf(stderr, "ut: %s\n", toUtf8(msg).c_str());
   }
 };
+
+// Bytes for a message: printable ASCII as it is, anything else as \xNN.
+std::string printable(const std::string& bytes) {
+  std::string out;
+  for (const char c : bytes) {
+    const auto b = static_cast<unsigned char>(c);
+    if (b >= 0x20 && b < 0x7F) {
+      out += c;
+    } else {
+      char hex[5];
+      std::snprintf(hex, sizeof hex, "\\x%02X", b);
+      out += hex;
+    }
+  }
+  return out;
+}
+
+// Command-line arguments as UTF-8. An argument that is not valid UTF-8 is
+// read in the locale's encoding when that is another one; under a UTF-8
+// locale it is refused: turning it into an empty or altered string could
+// name the wrong value or overwrite data with nothing. Answers the
+// arguments, or an error message naming the first bad one.
+std::vector<std::string> utf8Arguments(int argc, char** argv, std::string& error) {
+  std::vector<std::string> args;
+  wxString codeset(nl_langinfo(CODESET));
+  codeset.Replace(L"-", L"");
+  const bool utf8Locale = codeset.IsSameAs(L"UTF8", false);
+  for (int i = 0; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (i == 0 || arg.empty() || !wxString::FromUTF8(arg.data(), arg.size()).empty()) {
+      args.push_back(arg);
+      continue;
+    }
+    const wxString local(arg.c_str(), wxConvLibc);
+    if (utf8Locale || local.empty()) {
+      error = "argument " + std::to_string(i) + " is not valid UTF-8 (nor text in the locale's encoding): \"" +
+              printable(arg) + "\"";
+      return {};
+    }
+    args.push_back(toUtf8(local));
+  }
+  return args;
+}
 
 }  // namespace
 
@@ -51,11 +100,43 @@ bool confirm(const wxString& question, bool force, const char* forceOption) {
                  forceOption);
     return false;
   }
-  std::fprintf(stdout, "%s (Yes/No) ", toUtf8(question).c_str());
-  std::fflush(stdout);
+  // Standard output carries the command's own output (perhaps into a file).
+  std::fprintf(stderr, "%s (Yes/No) ", toUtf8(question).c_str());
+  std::fflush(stderr);
   std::string answer;
   std::getline(std::cin, answer);
   return !answer.empty() && (answer[0] == 'y' || answer[0] == 'Y');
+}
+
+StdioFile::~StdioFile() {
+  if (!m_temp.empty()) wxRemoveFile(m_temp);
+}
+
+wxString StdioFile::input(const std::string& arg) {
+  if (arg != "-") return fromUtf8(arg);
+  m_temp = wxFileName::CreateTempFileName(L"ut-stdin");
+  std::ofstream out(m_temp.utf8_string(), std::ios::binary | std::ios::trunc);
+  out << std::cin.rdbuf();
+  out.close();
+  if (m_temp.empty() || !out) throw OperationError("cannot keep standard input in a temporary file");
+  return m_temp;
+}
+
+wxString StdioFile::output(const std::string& arg) {
+  if (arg != "-") return fromUtf8(arg);
+  m_temp = wxFileName::CreateTempFileName(L"ut-stdout");
+  if (m_temp.empty()) throw OperationError("cannot make a temporary file for standard output");
+  // The library writes a new file: an empty one would count as existing.
+  wxRemoveFile(m_temp);
+  m_toStdout = true;
+  return m_temp;
+}
+
+void StdioFile::finish() {
+  if (!m_toStdout) return;
+  std::ifstream in(m_temp.utf8_string(), std::ios::binary);
+  std::cout << in.rdbuf();
+  std::cout.flush();
 }
 
 wxString KeyArg::fullName() const { return path.empty() ? rootKeyName(root) : rootKeyName(root) + L"\\" + path; }
@@ -83,9 +164,19 @@ wxString Context::storeFile() const {
   return name.GetFullPath();
 }
 
-bool Context::storeExists() const { return wxFileName::FileExists(storeFile()); }
+// A folder where the store file should be: one message, whether the command
+// would only read (and otherwise say the file does not exist) or write.
+void refuseFolder(const wxString& file) {
+  if (wxFileName::DirExists(file)) throw OperationError(toUtf8(L"the store " + file + L" is a directory, not a file"));
+}
+
+bool Context::storeExists() const {
+  refuseFolder(storeFile());
+  return wxFileName::FileExists(storeFile());
+}
 
 void Context::openStore() const {
+  refuseFolder(storeFile());
   trace(eTraceSteps, L"open the store " + storeFile());
   const bool ok = storeOption.empty() ? RegStore::open() : RegStore::setFile(storeFile());
   if (!ok) {
@@ -107,6 +198,15 @@ int main(int argc, char** argv) {
   }
   delete wxLog::SetActiveTarget(new StderrLog);
 
+  // The locale's encoding decides how arguments that are not UTF-8 read.
+  std::setlocale(LC_CTYPE, "");
+  std::string argumentError;
+  const std::vector<std::string> arguments = utf8Arguments(argc, argv, argumentError);
+  if (!argumentError.empty()) {
+    std::fprintf(stderr, "ut: %s\n", argumentError.c_str());
+    return eExitUsage;
+  }
+
   Context context;
   CLI::App app(
       "ut: the application's utility library from the command line: the per-user registry store,\n"
@@ -114,13 +214,29 @@ int main(int argc, char** argv) {
       "Without a command, shows where the store is and what it holds.",
       "ut");
   app.fallthrough();
+  app.set_version_flag("--version", std::string("ut ") + UT_TOOL_VERSION + "\nlibrary " + ut::libraryVersion() +
+                                        "\nstore schema " + std::to_string(ut::storeSchemaVersion()));
+  app.footer(
+      "Environment:\n"
+      "  UT_REGISTRY_FILE  the store file when --store is not given; without either, the store is\n"
+      "                    $XDG_CONFIG_HOME/TVCAD/registry.db ($XDG_CONFIG_HOME defaults to ~/.config)\n"
+      "  TDM_LOG_LEVEL, TDM_LOG_AREA  what --trace writes\n"
+      "Store file without --store: " +
+      toUtf8(ut::RegStore::defaultFile()) +
+      "\n"
+      "Exit status: 0 done, 1 the operation failed, 2 a bad command line.");
   app.require_subcommand(0, 1);
+  // An empty file name is a mistake, never a way to ask for the default.
+  const CLI::Validator nonEmpty(
+      [](std::string& text) { return text.empty() ? std::string("an empty file name") : std::string(); }, "", "");
   app.add_option("--store", context.storeOption, "Work on this store file instead of the default one")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(nonEmpty);
   app.add_option("--trace", context.traceOption,
                  "Write a trace of the steps taken to FILE; level and area come from TDM_LOG_LEVEL and "
                  "TDM_LOG_AREA, and without them everything is traced")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(nonEmpty);
   addRegCommands(app, context);
   addConfigCommands(app, context);
   addProfileCommands(app, context);
@@ -134,9 +250,14 @@ int main(int argc, char** argv) {
   addCsvCommands(app, context);
 
   try {
-    app.parse(argc, argv);
+    // CLI11 takes the arguments after the program name, last first.
+    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend() - 1);
+    app.parse(reversed);
   } catch (const CLI::CallForHelp&) {
     std::cout << app.help();
+    return eExitOk;
+  } catch (const CLI::CallForVersion& e) {
+    std::cout << e.what() << '\n';
     return eExitOk;
   } catch (const CLI::CallForAllHelp&) {
     std::cout << app.help("", CLI::AppFormatMode::All);

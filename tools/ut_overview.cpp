@@ -36,10 +36,11 @@ wxString plural(std::size_t n, const wchar_t* word) { return std::to_wstring(n) 
 
 void printHints() {
   printLine(L"");
+  // Key paths are quoted so that every line pastes into a shell as it is.
   printLine(L"To go on, for example:");
-  printLine(L"  ut reg query HKCU\\Software\\TVCAD -s          list every key and value");
-  printLine(L"  ut reg add HKCU\\Software\\TVCAD\\Test -v Name -d \"some text\"");
-  printLine(L"  ut reg export HKCU\\Software\\TVCAD backup.reg  save to a .reg file");
+  printLine(L"  ut reg query 'HKCU\\Software\\TVCAD' -s        list every key and value");
+  printLine(L"  ut reg add 'HKCU\\Software\\TVCAD\\Test' -v Name -d 'some text'");
+  printLine(L"  ut reg export 'HKCU\\Software\\TVCAD' backup.reg  save to a .reg file");
   printLine(L"  ut reg import backup.reg                      load a .reg file");
   printLine(L"  ut config show                                the configuration tree, typed");
   printLine(L"  ut sort names.txt                             lines in natural order (a9 before a10)");

@@ -5,8 +5,11 @@
 
 #include <ut/ut.h>
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdint>
+#include <iostream>
 #include <memory>
 #include <vector>
 
@@ -117,15 +120,71 @@ RegKey openExisting(const Context& context, const KeyArg& arg, EAccessMode mode 
 struct QueryOptions {
   std::string key;
   std::string value;
+  bool valueGiven = false;  // -v was on the command line, even as -v ""
   bool defaultValue = false;
   bool recursive = false;
+  bool json = false;
 };
+
+// --- query --json: one object per key ------------------------------------------
+
+nlohmann::json valueJson(const RegKey& key, const wxString& name) {
+  unsigned type = 0;
+  std::vector<std::uint8_t> raw;
+  nlohmann::json v = {{"name", toUtf8(name)}};
+  if (!key.queryRawValue(name, type, raw)) return v;
+  v["type"] = toUtf8(typeName(type));
+  wxString text;
+  std::vector<wxString> parts;
+  if ((type == eRegSz || type == eRegExpandSz) && key.queryValue(name, text)) {
+    v["data"] = toUtf8(text);
+  } else if ((type == eRegDword && raw.size() == 4) || (type == eRegQword && raw.size() == 8)) {
+    std::uint64_t n = 0;
+    for (std::size_t i = raw.size(); i-- > 0;) n = (n << 8) | raw[i];
+    v["data"] = n;
+  } else if (type == eRegMultiSz && key.queryMultiString(name, parts)) {
+    v["data"] = nlohmann::json::array();
+    for (const auto& part : parts) v["data"].push_back(toUtf8(part));
+  } else {
+    v["data"] = toUtf8(hexBytes(raw));  // binary and the rest: hexadecimal bytes
+  }
+  return v;
+}
+
+// A key with its values (only the one asked for, if any) and its subkeys'
+// names; null when a value was asked for and the key has none of that name.
+nlohmann::json keyJson(const RegKey& key, bool single, const wxString& wanted) {
+  std::vector<wxString> names;
+  key.getValueNames(names);
+  nlohmann::json k = {{"key", toUtf8(key.fullName())}, {"values", nlohmann::json::array()}};
+  for (const auto& name : names) {
+    if (!single || name.IsSameAs(wanted, false)) k["values"].push_back(valueJson(key, name));
+  }
+  if (single && k["values"].empty()) return nullptr;
+  std::vector<wxString> subkeys;
+  key.getSubKeys(subkeys);
+  k["subkeys"] = nlohmann::json::array();
+  for (const auto& name : subkeys) k["subkeys"].push_back(toUtf8(name));
+  return k;
+}
+
+void treeJson(const RegKey& key, const QueryOptions& o, bool single, const wxString& wanted, nlohmann::json& out) {
+  nlohmann::json k = keyJson(key, single, wanted);
+  if (!k.is_null()) out.push_back(std::move(k));
+  if (!o.recursive) return;
+  std::vector<wxString> subkeys;
+  key.getSubKeys(subkeys);
+  for (const auto& name : subkeys) {
+    RegKey child(key, name);
+    if (child.open(eRead)) treeJson(child, o, single, wanted, out);
+  }
+}
 
 // Prints one key with its values; answers how many values matched.
 std::size_t queryKey(const RegKey& key, const QueryOptions& o, bool onlyIfMatch) {
   std::vector<wxString> names;
   key.getValueNames(names);
-  const bool single = !o.value.empty() || o.defaultValue;
+  const bool single = o.valueGiven || o.defaultValue;
   const wxString wanted = o.defaultValue ? wxString() : fromUtf8(o.value);
   std::size_t matched = 0;
   if (single) {
@@ -162,7 +221,15 @@ int runQuery(const Context& context, const QueryOptions& o) {
   const TraceIndenter scope(eTraceSteps, "reg query", kTraceArea);
   const KeyArg arg = parseKeyArg(o.key);
   const RegKey key = openExisting(context, arg);
-  const bool single = !o.value.empty() || o.defaultValue;
+  const bool single = o.valueGiven || o.defaultValue;
+  if (o.json) {
+    // An array of keys, each with its values and subkey names.
+    nlohmann::json out = nlohmann::json::array();
+    treeJson(key, o, single, o.defaultValue ? wxString() : fromUtf8(o.value), out);
+    if (single && out.empty()) throw OperationError("value not found under " + toUtf8(arg.fullName()));
+    std::cout << out.dump(2) << '\n';
+    return eExitOk;
+  }
   if (o.recursive) {
     trace(eTraceSteps, L"query " + arg.fullName() + L" and its subkeys");
     const std::size_t matched = queryTree(key, o);
@@ -191,9 +258,11 @@ int runQuery(const Context& context, const QueryOptions& o) {
 struct AddOptions {
   std::string key;
   std::string value;
+  bool valueGiven = false;
   bool defaultValue = false;
   std::string type = "REG_SZ";
   std::string data;
+  bool typeOrDataGiven = false;  // -t or -d was on the command line
   bool force = false;
 };
 
@@ -270,8 +339,11 @@ std::vector<wxString> splitMulti(const wxString& text) {
 int runAdd(const Context& context, const AddOptions& o) {
   const TraceIndenter scope(eTraceSteps, "reg add", kTraceArea);
   const KeyArg arg = parseKeyArg(o.key);
+  const bool hasValue = o.valueGiven || o.defaultValue;
+  // Data without a value name would have nowhere to go: it is never
+  // dropped in silence, nor written to the default value by guesswork.
+  if (o.typeOrDataGiven && !hasValue) throw UsageError("-t and -d need the value they are for: -v NAME or --ve");
   const unsigned type = parseType(o.type);
-  const bool hasValue = !o.value.empty() || o.defaultValue;
   const wxString name = o.defaultValue ? wxString() : fromUtf8(o.value);
   const wxString data = fromUtf8(o.data);
   // Everything is checked before the store is touched.
@@ -323,6 +395,7 @@ int runAdd(const Context& context, const AddOptions& o) {
 struct DeleteOptions {
   std::string key;
   std::string value;
+  bool valueGiven = false;  // -v "" names the empty-named value, never the key
   bool defaultValue = false;
   bool allValues = false;
   bool force = false;
@@ -332,7 +405,7 @@ int runDelete(const Context& context, const DeleteOptions& o) {
   const TraceIndenter scope(eTraceSteps, "reg delete", kTraceArea);
   const KeyArg arg = parseKeyArg(o.key);
   RegKey key = openExisting(context, arg, eWrite);
-  if (!o.value.empty() || o.defaultValue) {
+  if (o.valueGiven || o.defaultValue) {
     const wxString name = o.defaultValue ? wxString() : fromUtf8(o.value);
     if (!key.hasValue(name)) notFound(L"value not found: " + (name.empty() ? kDefaultName : name));
     if (!confirm(L"Delete the registry value " + (name.empty() ? kDefaultName : name) + L"?", o.force, "-f")) {
@@ -373,8 +446,11 @@ int runExport(const Context& context, const ExportOptions& o) {
   const TraceIndenter scope(eTraceSteps, "reg export", kTraceArea);
   const KeyArg arg = parseKeyArg(o.key);
   openExisting(context, arg);
-  const wxString file = fromUtf8(o.file);
-  if (wxFileExists(file) && !confirm(L"File " + file + L" exists, overwrite?", o.yes, "-y")) return eExitFailed;
+  StdioFile stdio;
+  const wxString file = stdio.output(o.file);
+  if (o.file != "-" && wxFileExists(file) && !confirm(L"File " + file + L" exists, overwrite?", o.yes, "-f")) {
+    return eExitFailed;
+  }
   trace(eTraceSteps, L"export " + arg.fullName() + L" to " + file);
   CommandReport report("reg export");
   ProgressBar bar;
@@ -383,12 +459,14 @@ int runExport(const Context& context, const ExportOptions& o) {
       file);
   trace(eTraceDetails, ok ? L"exported" : L"export failed");
   if (!ok) report.addError(L"cannot export " + arg.fullName() + L" to " + file);
+  if (ok) stdio.finish();
   return report.finish();
 }
 
 int runImport(const Context& context, const std::string& file) {
   const TraceIndenter scope(eTraceSteps, "reg import", kTraceArea);
-  const wxString name = fromUtf8(file);
+  StdioFile stdio;
+  const wxString name = stdio.input(file);
   if (!wxFileExists(name)) throw OperationError("file not found: " + file);
   context.openStore();
   trace(eTraceSteps, L"import " + name);
@@ -424,11 +502,13 @@ int runCopy(const Context& context, const CopyOptions& o) {
   return eExitOk;
 }
 
-// Adds the value selectors -v NAME | --ve (and --va where given).
-void addValueSelectors(CLI::App* cmd, std::string& value, bool& defaultValue, const char* valueHelp) {
+// Adds the value selectors -v NAME | --ve; answers the -v option, whose
+// count() tells whether it was given (an empty NAME is a name too).
+CLI::Option* addValueSelectors(CLI::App* cmd, std::string& value, bool& defaultValue, const char* valueHelp) {
   auto* v = cmd->add_option("-v", value, valueHelp)->type_name("NAME");
   auto* ve = cmd->add_flag("--ve", defaultValue, "The default (unnamed) value");
   v->excludes(ve);
+  return v;
 }
 
 }  // namespace
@@ -443,23 +523,35 @@ void addRegCommands(CLI::App& app, Context& context) {
   auto query = std::make_shared<QueryOptions>();
   CLI::App* q = reg->add_subcommand("query", "Show a key's values and subkeys");
   q->add_option("KEY", query->key, keyHelp)->required();
-  addValueSelectors(q, query->value, query->defaultValue, "Only this value");
+  CLI::Option* qv = addValueSelectors(q, query->value, query->defaultValue, "Only this value");
   q->add_flag("-s", query->recursive, "All subkeys too, recursively");
-  q->callback([&context, query] { context.action = [&context, query] { return runQuery(context, *query); }; });
+  q->add_flag("--json", query->json,
+              "Print a JSON array of keys: {key, values: [{name, type, data}], subkeys: [names]}; data is text, "
+              "a number, an array of strings (REG_MULTI_SZ) or hexadecimal bytes");
+  q->callback([&context, query, qv] {
+    query->valueGiven = qv->count() > 0;
+    context.action = [&context, query] { return runQuery(context, *query); };
+  });
 
   auto add = std::make_shared<AddOptions>();
   CLI::App* a = reg->add_subcommand("add", "Create a key, or write a value into it (creating the key)");
   a->add_option("KEY", add->key, keyHelp)->required();
-  addValueSelectors(a, add->value, add->defaultValue, "The value to write");
-  a->add_option("-t", add->type,
-                "Type: REG_SZ (default), REG_EXPAND_SZ, REG_MULTI_SZ, REG_DWORD, REG_QWORD, REG_BINARY, REG_NONE")
-      ->type_name("TYPE");
-  a->add_option("-d", add->data,
-                "Data: text; a decimal or 0x-hexadecimal number for REG_DWORD and REG_QWORD; hex digits for "
-                "REG_BINARY and REG_NONE; strings separated by \\0 for REG_MULTI_SZ")
-      ->type_name("DATA");
+  CLI::Option* av = addValueSelectors(a, add->value, add->defaultValue, "The value to write");
+  CLI::Option* at =
+      a->add_option("-t", add->type,
+                    "Type: REG_SZ (default), REG_EXPAND_SZ, REG_MULTI_SZ, REG_DWORD, REG_QWORD, REG_BINARY, REG_NONE")
+          ->type_name("TYPE");
+  CLI::Option* ad =
+      a->add_option("-d", add->data,
+                    "Data: text; a decimal or 0x-hexadecimal number for REG_DWORD and REG_QWORD; hex digits for "
+                    "REG_BINARY and REG_NONE; strings separated by \\0 for REG_MULTI_SZ")
+          ->type_name("DATA");
   a->add_flag("-f", add->force, "Overwrite an existing value without asking");
-  a->callback([&context, add] { context.action = [&context, add] { return runAdd(context, *add); }; });
+  a->callback([&context, add, av, at, ad] {
+    add->valueGiven = av->count() > 0;
+    add->typeOrDataGiven = at->count() > 0 || ad->count() > 0;
+    context.action = [&context, add] { return runAdd(context, *add); };
+  });
 
   auto del = std::make_shared<DeleteOptions>();
   CLI::App* d = reg->add_subcommand("delete", "Delete a key with its subkeys, or values of a key");
@@ -470,18 +562,21 @@ void addRegCommands(CLI::App& app, Context& context) {
   dv->excludes(dve)->excludes(dva);
   dve->excludes(dva);
   d->add_flag("-f", del->force, "Delete without asking");
-  d->callback([&context, del] { context.action = [&context, del] { return runDelete(context, *del); }; });
+  d->callback([&context, del, dv] {
+    del->valueGiven = dv->count() > 0;
+    context.action = [&context, del] { return runDelete(context, *del); };
+  });
 
   auto exp = std::make_shared<ExportOptions>();
   CLI::App* e = reg->add_subcommand("export", "Write a key and its subkeys to a registry-export (.reg) file");
   e->add_option("KEY", exp->key, keyHelp)->required();
-  e->add_option("FILE", exp->file, "The file to write")->required();
-  e->add_flag("-y", exp->yes, "Overwrite an existing file without asking");
+  e->add_option("FILE", exp->file, "The file to write; - for standard output")->required();
+  e->add_flag("-f,-y", exp->yes, "Overwrite an existing file without asking");
   e->callback([&context, exp] { context.action = [&context, exp] { return runExport(context, *exp); }; });
 
   auto imp = std::make_shared<std::string>();
   CLI::App* i = reg->add_subcommand("import", "Read a registry-export (.reg) file into the store");
-  i->add_option("FILE", *imp, "The file to read (UTF-16 or UTF-8)")->required();
+  i->add_option("FILE", *imp, "The file to read (UTF-16 or UTF-8); - for standard input")->required();
   i->callback([&context, imp] { context.action = [&context, imp] { return runImport(context, *imp); }; });
 
   auto copy = std::make_shared<CopyOptions>();

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -55,6 +56,13 @@ int runSort(const SortOptions& o) {
     appendLines(readAll(std::cin), lines);
   } else {
     for (const auto& file : o.files) {
+      if (file == "-") {
+        appendLines(readAll(std::cin), lines);
+        continue;
+      }
+      // A folder opens as a stream on this system but reads as nothing.
+      std::error_code ec;
+      if (std::filesystem::is_directory(file, ec)) throw OperationError("cannot read " + file + ": a directory");
       std::ifstream in(file, std::ios::binary);
       if (!in) throw OperationError("cannot read " + file);
       appendLines(readAll(in), lines);
@@ -80,7 +88,7 @@ void addSortCommands(CLI::App& app, Context& context) {
   auto options = std::make_shared<SortOptions>();
   CLI::App* sort = app.add_subcommand(
       "sort", "Print the lines of files (or standard input) in natural order: \"a9\" before \"a10\"");
-  sort->add_option("FILE", options->files, "Files to read (UTF-8); standard input when none");
+  sort->add_option("FILE", options->files, "Files to read (UTF-8); - or none: standard input");
   sort->add_flag("-i,--ignore-case", options->ignoreCase, "Compare letters regardless of case");
   sort->callback([&context, options] { context.action = [options] { return runSort(*options); }; });
 }

@@ -91,9 +91,34 @@ std::string toUtf8(const wxString& text);
 // Writes a line to standard output.
 void printLine(const wxString& text);
 
-// Asks a yes/no question on the terminal; true at once when force is set.
-// Without a terminal to ask on, answers no and says how to force.
+// Asks a yes/no question on the terminal (on standard error); true at once
+// when force is set. Without a terminal to ask on, answers no and says how
+// to force. Every command that replaces a file or a profile asks first.
 bool confirm(const wxString& question, bool force, const char* forceOption);
+
+// "-" for a file argument: standard input or output. The library reads and
+// writes files by name, so the stream passes through a temporary file that
+// the object removes.
+class StdioFile {
+ public:
+  StdioFile() = default;
+  ~StdioFile();
+  StdioFile(const StdioFile&) = delete;
+  StdioFile& operator=(const StdioFile&) = delete;
+
+  // The file to read: `arg` itself, or for "-" a temporary copy of all of
+  // standard input. Throws OperationError when the copy cannot be made.
+  wxString input(const std::string& arg);
+  // The file to write: `arg` itself, or for "-" a temporary file whose
+  // contents finish() copies to standard output.
+  wxString output(const std::string& arg);
+  // Copies a temporary output file to standard output; nothing otherwise.
+  void finish();
+
+ private:
+  wxString m_temp;
+  bool m_toStdout = false;
+};
 
 // A "ROOT\path" argument (long or short root name); throws UsageError for an
 // unknown root. Leading and trailing "\" around the path are dropped.

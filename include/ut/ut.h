@@ -33,3 +33,4 @@
 #include <ut/ut_tracer.h>
 #include <ut/ut_uuid.h>
 #include <ut/ut_zip.h>
+#include <ut/ut_version.h>

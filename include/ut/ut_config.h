@@ -160,6 +160,10 @@ UT_EXPORT OdString cfgGroupName(int group);
 // "eCfg" prefix ("Addins"), both ignoring case, or its number ("4"). False,
 // with group untouched, for anything else.
 UT_EXPORT bool parseCfgGroup(const OdString& text, ECfgGroup& group);
+// Whether a group's entries live in the current profile's tree (those
+// Config::getIfProfileNode serves, the all-profiles group 13 excepted): such
+// a group has nowhere to go while no profile is current. False outside 0 to 39.
+UT_EXPORT bool isProfileGroup(ECfgGroup group);
 
 // The type of an entry, numbered as wxConfigBase::EntryType.
 enum ECfgType : int {

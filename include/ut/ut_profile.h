@@ -108,6 +108,9 @@ class UT_EXPORT ProfileManagerBase : public ConfigManagerBase {
 
  private:
   OdString storedCurrentName() const;
+  // Drops the record of `name` as the current profile, if it is the one
+  // recorded (the next flush deletes it from the store).
+  void forgetCurrentName(const OdString& name);
 
   ConfigNodePtr m_profiles;
   ConfigNodePtr m_currentProfile;

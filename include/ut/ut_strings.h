@@ -50,15 +50,17 @@ UT_EXPORT bool hasWildcard(const wchar_t* text);
 UT_EXPORT void replaceSymbol(wchar_t* text, wchar_t from, wchar_t to);
 
 // The first double quote in `text` that is not escaped by a backslash (a
-// backslash makes the character after it ordinary); null when there is none.
-UT_EXPORT const wchar_t* findEndingQuote(const wchar_t* text);
-UT_EXPORT wchar_t* findEndingQuote(wchar_t* text);
+// backslash makes the character after it ordinary); null when there is none
+// or `text` is null. Like strchr, one function for constant and writable
+// text: the result points into `text`, and writing through it is for the
+// caller who owns a writable buffer.
+UT_EXPORT wchar_t* findEndingQuote(const wchar_t* text);
 
 // The first occurrence of `part` in `text` ignoring case (both lower-cased with
 // the simple one-to-one mapping); the result points into `text`. Null when
 // either is null or nothing is found. An empty `part` is found at the start.
-UT_EXPORT const wchar_t* findSubstringNoCase(const wchar_t* text, const wchar_t* part);
-UT_EXPORT wchar_t* findSubstringNoCase(wchar_t* text, const wchar_t* part);
+// One function for constant and writable text, as findEndingQuote.
+UT_EXPORT wchar_t* findSubstringNoCase(const wchar_t* text, const wchar_t* part);
 
 // Right-aligns `text` in `width` characters by inserting blanks at the front;
 // a text already as long as `width` is unchanged. The buffer must hold

@@ -357,3 +357,25 @@ TEST(ConfigTsb, AppIdFileAndItsMessages) {
     EXPECT_EQ(log.messages(), message.empty() ? std::vector<std::wstring>() : std::vector<std::wstring>{expected});
   }
 }
+
+// "." and ".." in an entry path would step out of the group (on the store
+// route, wx reads them as relative steps): they are refused on both routes,
+// for reads and writes alike, and nothing is written anywhere.
+TEST_F(ConfigFacadeTest, EntryPathsWithRelativeStepsAreRefused) {
+  for (const ECfgGroup g : {eCfgConfig, eCfgSettings}) {
+    for (const wchar_t* entry : {L"../../x", L"./x", L"a/../x", L"..", L"a/./x"}) {
+      SCOPED_TRACE(wxString::Format(L"%d %ls", static_cast<int>(g), entry));
+      EXPECT_FALSE(Config::writeLong(g, entry, 1));
+      EXPECT_FALSE(Config::writeString(g, entry, L"v"));
+      long l = 0;
+      EXPECT_FALSE(Config::read(g, entry, l));
+    }
+  }
+  EXPECT_FALSE(Config::hasEntry(eCfgSettings, L"x"));
+  ASSERT_TRUE(Config::flush());
+  const OdString profiles = Config::profilesRoot(eCfgPathRegistry);
+  EXPECT_FALSE(RegKey(eCurrentUser, wxString(profiles.c_str()) + L"x").exists());
+  EXPECT_FALSE(RegKey(eCurrentUser, wxString(profiles.c_str()) + L"Default\\x").exists());
+  // Dots inside a name are ordinary characters.
+  EXPECT_TRUE(Config::writeLong(eCfgConfig, L"a..b/.x.", 1));
+}

@@ -226,7 +226,7 @@ TEST_F(ProfileTest, FlushExportsThroughTheVirtualSlotAndReportsFailure) {
 // A profile exported on Windows: UTF-16LE with a byte-order mark, CR LF,
 // long hex values continued over several lines, values of every type.
 TEST_F(ProfileTest, WindowsExportImportsEveryValue) {
-  const std::string file = std::string(UT_SHARED_TESTDATA_DIR) + "/registry/profile-windows-export.reg";
+  const std::string file = std::string(UT_TESTDATA_DIR) + "/registry/profile-windows-export.reg";
   const std::wstring description = L"Profile for 2D drafting, exported on Windows";
   EXPECT_EQ(ut::getProfileNameFromFile(file), L"Drafting");
   test::LogCapture log;
@@ -348,4 +348,35 @@ TEST_F(ProfileTest, ExportFailuresGiveTheirMessagesOnlyWhenAsked) {
     EXPECT_TRUE(log.messages().empty()) << wxString(message);
   }
   EXPECT_FALSE(m_manager->getProfileNode(L"Missing", false));  // export never creates
+}
+
+// Deleting the current profile also drops the record that names it, so that
+// the next use of a profile group cannot bring it back under that name.
+TEST_F(ProfileTest, DeletingTheCurrentProfileForgetsItsName) {
+  fill(L"Gone");
+  ASSERT_TRUE(m_manager->flush());
+  wxString recorded;
+  ASSERT_TRUE(storeValue(L"", L"CurProfile", recorded));
+  ASSERT_EQ(recorded, L"Gone");
+
+  ASSERT_TRUE(m_manager->deleteProfile(L"gone"));  // names ignore case
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_FALSE(storeValue(L"", L"CurProfile", recorded)) << recorded;
+  EXPECT_FALSE(storeHasKey(L"Gone"));
+
+  m_manager = std::make_unique<ProfileManagerBase>();
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  EXPECT_TRUE(namesOf(*m_manager).empty());
+}
+
+TEST_F(ProfileTest, DeletingAnotherProfileKeepsTheCurrentOne) {
+  fill(L"Other");
+  fill(L"Kept");
+  ASSERT_TRUE(m_manager->flush());
+  ASSERT_TRUE(m_manager->deleteProfile(L"Other"));
+  ASSERT_TRUE(m_manager->flush());
+  wxString recorded;
+  EXPECT_TRUE(storeValue(L"", L"CurProfile", recorded));
+  EXPECT_EQ(recorded, L"Kept");
 }

@@ -376,7 +376,7 @@ TEST_F(RegistryTest, ExportFailuresAreReportedOnRequest) {
 // hex values on continuation lines) import value by value, and exporting the
 // imported keys reproduces them line for line (their blank lines apart).
 TEST_F(RegistryTest, WindowsExportsImportAndExportAgain) {
-  const std::string dir = std::string(UT_SHARED_TESTDATA_DIR) + "/registry/";
+  const std::string dir = std::string(UT_TESTDATA_DIR) + "/registry/";
   const wxString profile = L"HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Drafting";
   const std::pair<const char*, wxString> files[] = {{"profile-windows-export.reg", profile},
                                                     {"all-value-types.reg", L"HKCU\\Software\\TVCAD\\Samples"}};
@@ -494,8 +494,9 @@ TEST_F(RegistryTest, ImportDeletionsAndBadKeyLines) {
                       "\"H\"=dword:2\r\n"));               // 24
   std::vector<wxString> lines;
   for (const auto& m : log.messages) lines.push_back(m.BeforeFirst(':'));
+  // A key the store refuses is named with its line, like every other failure.
   EXPECT_EQ(lines, (std::vector<wxString>{"line 2", "line 7", "line 10", "line 12", "line 16", "line 17", "line 18",
-                                          "Failed to create 2 registry keys"}));
+                                          "line 19", "line 21", "Failed to create 2 registry keys"}));
   EXPECT_EQ(list(false, eCurrentUser, L"Software\\TVCAD\\Good"), (Names{L"b", L"G", L"H"}));
   EXPECT_EQ(list(true, eCurrentUser, L"Software\\TVCAD"), Names{L"Good"}) << "Gone went, nothing came";
   EXPECT_EQ(list(true, eCurrentUser, L"Software"), Names{L"TVCAD"});

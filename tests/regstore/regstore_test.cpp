@@ -297,6 +297,23 @@ TEST_F(RegStoreTest, PathsAndInvalidNames) {
   EXPECT_FALSE(RegKey(eCurrentUser, "Software\\" + wxString(L'n', 254) + wxString(L"\U0001F600")).create());
 }
 
+// Keys nest at most 512 levels below their root, as on Windows; a deeper key
+// is refused with a message, never created in part.
+TEST_F(RegStoreTest, KeysNestAtMost512Levels) {
+  wxString path = L"Software";
+  for (int i = 2; i <= 511; ++i) path += L"\\d";
+  RegKey parent(eCurrentUser, path + L"\\last");
+  ASSERT_TRUE(parent.create());
+  EXPECT_TRUE(parent.setValue(L"v", 1L));
+  RegKey tooDeep(parent, L"x");
+  EXPECT_FALSE(tooDeep.create());
+  EXPECT_EQ(RegStore::lastError(), L"key path too deep: 513 levels below the root (at most 512)");
+  EXPECT_FALSE(tooDeep.exists());
+  EXPECT_FALSE(parent.hasSubKey(L"x"));
+  EXPECT_FALSE(RegKey(eCurrentUser, path + L"\\a\\b").create());
+  EXPECT_FALSE(RegKey(eCurrentUser, path + L"\\a").exists()) << "nothing created on the way";
+}
+
 // --- open, closed and missing keys ---------------------------------------------
 
 TEST_F(RegStoreTest, ClosedMissingAndReadOnlyKeysFailCleanly) {

@@ -138,7 +138,7 @@ TEST(RawBuffers, ReplaceSymbolAndFindEndingQuote) {
   // An escaped backslash leaves the quote after it unescaped.
   const wchar_t doubled[] = L"a\\\\\"b";
   EXPECT_EQ(findEndingQuote(doubled), doubled + 3);
-  EXPECT_EQ(findEndingQuote(static_cast<const wchar_t*>(nullptr)), nullptr);
+  EXPECT_EQ(findEndingQuote(nullptr), nullptr);  // a plain null is not ambiguous
   Buffer writable(L"x\"y");
   *findEndingQuote(writable.get()) = L'\'';
   EXPECT_EQ(writable.str(), L"x'y");
@@ -149,7 +149,13 @@ TEST(RawBuffers, FindSubstringNoCase) {
   EXPECT_EQ(findSubstringNoCase(text, L"lo w"), text + 3);
   EXPECT_EQ(findSubstringNoCase(text, L""), text);
   EXPECT_EQ(findSubstringNoCase(text, L"worlds"), nullptr);
-  EXPECT_EQ(findSubstringNoCase(static_cast<const wchar_t*>(nullptr), L"a"), nullptr);
+  EXPECT_EQ(findSubstringNoCase(nullptr, L"a"), nullptr);
+  EXPECT_EQ(findSubstringNoCase(nullptr, nullptr), nullptr);
+  // Host code keeps a writable result from writable text.
+  wchar_t writable[] = L"aBc";
+  wchar_t* found = findSubstringNoCase(writable, L"b");
+  *found = L'x';
+  EXPECT_EQ(std::wstring(writable), L"axc");
   EXPECT_EQ(findSubstringNoCase(text, nullptr), nullptr);
   // Non-ASCII letters fold too, and offsets stay those of the original even
   // after a capital whose full lower case would be longer ("İ").

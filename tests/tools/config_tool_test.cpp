@@ -162,7 +162,7 @@ TEST_F(ProfileToolTest, ConfigEntriesTypedByOption) {
 
   // A profile from Windows: its binary values are kept, and said to be
   // unreadable rather than missing.
-  const std::string windows = std::string(UT_SHARED_TESTDATA_DIR) + "/registry/profile-windows-export.reg";
+  const std::string windows = std::string(UT_TESTDATA_DIR) + "/registry/profile-windows-export.reg";
   ASSERT_EQ(run({"profile", "import", windows}).status, 0);
   ASSERT_EQ(run({"profile", "use", "drafting"}).status, 0);
   EXPECT_EQ(run({"config", "get", "Config", "OSMODE"}).out, "4263\n");

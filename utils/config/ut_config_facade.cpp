@@ -15,6 +15,7 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
+#include <string_view>
 #include <string>
 #include <system_error>
 
@@ -139,9 +140,28 @@ wxString keyPath(const OdString& configKeyPath) {
   return path;
 }
 
+namespace {
+
+// Whether an entry path has a level "." or "..": such a path is refused
+// rather than read as a step in place or up, out of the group it names.
+bool hasRelativeStep(const OdString& path) {
+  const std::wstring_view p(path.c_str());
+  std::size_t start = 0;
+  while (start <= p.size()) {
+    std::size_t end = p.find(L'/', start);
+    if (end == std::wstring_view::npos) end = p.size();
+    const std::wstring_view level = p.substr(start, end - start);
+    if (level == L"." || level == L"..") return true;
+    start = end + 1;
+  }
+  return false;
+}
+
+}  // namespace
+
 Route routeEntry(ECfgGroup g, const OdString& entry, bool create) {
   Route route;
-  if (!validGroup(g)) return route;
+  if (!validGroup(g) || hasRelativeStep(entry)) return route;
   route.ok = true;
   if (isTreeGroup(g)) {
     route.tree = true;
@@ -160,7 +180,7 @@ Route routeEntry(ECfgGroup g, const OdString& entry, bool create) {
 
 Route routePath(const OdString& path, bool create) {
   Route route;
-  if (path.isEmpty() || path.getAt(path.getLength() - 1) == L'/') return route;
+  if (path.isEmpty() || path.getAt(path.getLength() - 1) == L'/' || hasRelativeStep(path)) return route;
   route.ok = true;
   const OdString profiles = Config::profilesRoot(eCfgPathConfig);
   if (path.getLength() > profiles.getLength() && path.left(profiles.getLength()).iCompare(profiles) == 0) {
@@ -242,6 +262,8 @@ bool readText(const Route& route, OdString& value) {
 }
 
 }  // namespace facade
+
+bool isProfileGroup(ECfgGroup group) { return facade::isTreeGroup(group) && group != eCfgProfiles; }
 
 using namespace facade;
 

@@ -71,9 +71,21 @@ bool copyWxGroup(wxConfigBase& config, const wxString& from, const wxString& to)
     const PathScope scope(config, from);
     wxString name;
     long index = 0;
-    for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index))
-      entries.Add(name);
-    for (bool more = config.GetFirstGroup(name, index); more; more = config.GetNextGroup(name, index)) groups.Add(name);
+    // Names a path cannot hold are left behind, never followed as a step.
+    for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index)) {
+      if (name.Find(L'/') == wxNOT_FOUND) {
+        entries.Add(name);
+      } else {
+        warnSkippedName(from, name);
+      }
+    }
+    for (bool more = config.GetFirstGroup(name, index); more; more = config.GetNextGroup(name, index)) {
+      if (pathExpressible(name.ToStdWstring())) {
+        groups.Add(name);
+      } else {
+        warnSkippedName(from, name);
+      }
+    }
   }
   const bool expand = config.IsExpandingEnvVars();
   config.SetExpandEnvVars(false);

@@ -6,6 +6,8 @@
 #include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>
 
+#include "ut_configtree.h"
+
 #include <wx/config.h>
 #include <wx/filename.h>
 #include <wx/log.h>
@@ -13,6 +15,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace ut {
@@ -46,6 +49,9 @@ class Exporter {
   Exporter(wxConfigBase& config, const wxString& storeRoot, wxTextFile& file)
       : m_config(config), m_storeRoot(storeRoot), m_file(file) {}
 
+  // The key and the name of each entry or key left out, in walk order.
+  std::vector<std::pair<wxString, wxString>>& skipped() { return m_skipped; }
+
   void writeKey(const wxString& absKey) {
     wxString line;
     if (absKey == L"/") {
@@ -61,11 +67,21 @@ class Exporter {
     std::vector<wxString> groups;
     wxString name;
     long index = 0;
+    // A name holding "/" would be read as a path, and a key named "." or
+    // ".." as a step up or in place (endlessly, for ".").
     for (bool more = m_config.GetFirstEntry(name, index); more; more = m_config.GetNextEntry(name, index)) {
-      entries.push_back(name);
+      if (name.Find(L'/') == wxNOT_FOUND) {
+        entries.push_back(name);
+      } else {
+        m_skipped.emplace_back(absKey, name);
+      }
     }
     for (bool more = m_config.GetFirstGroup(name, index); more; more = m_config.GetNextGroup(name, index)) {
-      if (!name.empty() && name.Find(L'/') == wxNOT_FOUND) groups.push_back(name);
+      if (pathExpressible(name.ToStdWstring())) {
+        groups.push_back(name);
+      } else {
+        m_skipped.emplace_back(absKey, name);
+      }
     }
     for (const auto& entry : entries) m_file.AddLine(valueLine(entry));
     for (const auto& group : groups) writeKey(absKey == L"/" ? absKey + group : absKey + L"/" + group);
@@ -109,6 +125,7 @@ class Exporter {
   wxConfigBase& m_config;
   wxString m_storeRoot;
   wxTextFile& m_file;
+  std::vector<std::pair<wxString, wxString>> m_skipped;
 };
 
 // Brings the configuration object back to where the caller had it.
@@ -145,6 +162,7 @@ bool exportConfigGroup(wxConfigBase& config, const OdString& storeRoot, const Od
   if (!groupKey(keyPath, key)) return fail(wxString::Format(L"Bad group path: %ls", keyPath.c_str()));
 
   const wxString name(fileName.c_str());
+  std::vector<std::pair<wxString, wxString>> skipped;
   // wx's own messages are held back while the work runs: ours say what
   // failed, and only when the caller asks.
   const wxString error = [&]() -> wxString {
@@ -160,11 +178,16 @@ bool exportConfigGroup(wxConfigBase& config, const OdString& storeRoot, const Od
       return wxString::Format(L"Failed to create file %ls", name.wc_str());
     }
     file.AddLine(kHeader);
-    Exporter(config, wxString(storeRoot.c_str()), file).writeKey(key);
+    Exporter exporter(config, wxString(storeRoot.c_str()), file);
+    exporter.writeKey(key);
+    skipped = std::move(exporter.skipped());
     if (!file.Write(wxTextFileType_Dos, wxConvUTF8))
       return wxString::Format(L"Failed to write to file %ls", name.wc_str());
     return wxString();
   }();
+  // Outside the wx silence above, and whether or not errors are reported:
+  // what is left out of an export is never left out silently.
+  for (const auto& [where, skippedName] : skipped) warnSkippedName(where, skippedName);
   return error.empty() || fail(error);
 }
 

@@ -309,7 +309,10 @@ class Loader {
     const std::wstring base(container.path().c_str());
     std::wstring path;
     for (auto& e : entries) {
-      if (!addressable(e.name)) continue;
+      if (!addressable(e.name)) {
+        warnSkippedName(wxString(key), wxString(e.name));
+        continue;
+      }
       if (e.name.empty()) {
         // The key's own default value belongs to its container.
         if (m_access.keepsDefaults()) set(container, e);
@@ -322,7 +325,10 @@ class Loader {
       container.addChild(std::move(node));
     }
     for (const auto& g : groups) {
-      if (g.empty() || !addressable(g)) continue;
+      if (!pathExpressible(g)) {
+        warnSkippedName(wxString(key), wxString(g));
+        continue;
+      }
       path.assign(base).append(g).append(L"/");
       ConfigNodePtr child = ConfigNode::createNode(OdString(path));
       container.addChild(child);

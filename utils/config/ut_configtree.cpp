@@ -4,9 +4,20 @@
 
 #include "ut_regstore_codec.h"
 
+#include <wx/log.h>
+
 #include <optional>
 
 namespace ut {
+
+bool pathExpressible(std::wstring_view name) {
+  return !name.empty() && name != L"." && name != L".." && name.find(L'/') == std::wstring_view::npos;
+}
+
+void warnSkippedName(const wxString& where, const wxString& name) {
+  wxLogWarning(L"Skipped \"%s\" in %s: \".\", \"..\" and names holding \"/\" cannot be levels of a configuration path",
+               name, where);
+}
 
 void assignRegistryValue(ConfigNodeBase& node, unsigned registryType, std::vector<std::uint8_t> data) {
   std::optional<std::uint64_t> number;

@@ -7,7 +7,10 @@
 
 #include "OdString.h"
 
+#include <wx/string.h>
+
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 namespace ut {
@@ -30,6 +33,17 @@ void assignRegistryValue(ConfigNodeBase& node, unsigned registryType, std::vecto
 // out; overlays are copied as the node they wrap. Empty for a node that is
 // not live or whose path does not start with `from`.
 ConfigNodePtr relocatedCopy(const ConfigNodePtr& node, const OdString& from, const OdString& to);
+
+// Whether a stored key name can be one level of a "/"-separated
+// configuration path: not empty, not ".", not "..", holding no "/". A walk
+// over stored keys never follows another name as a relative step: it skips
+// it and says so with warnSkippedName().
+bool pathExpressible(std::wstring_view name);
+
+// Warns through wxLogWarning that the key or value `name` found in `where`
+// (a key path or name, as the walk knows it) was left out because no
+// configuration path can name it.
+void warnSkippedName(const wxString& where, const wxString& name);
 
 // Whether a node stands for something: not empty, not a tombstone, not absent.
 inline bool isLiveNode(const ConfigNodePtr& node) { return node && node->type() != ConfigValBase::kNone; }

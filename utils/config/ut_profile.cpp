@@ -84,6 +84,14 @@ ProfileManagerBase::~ProfileManagerBase() {
   if (Config::installedProfileManager() == this) Config::initConfig(nullptr);
 }
 
+void ProfileManagerBase::forgetCurrentName(const OdString& name) {
+  if (storedCurrentName().iCompare(name) != 0) return;
+  OdString own;
+  if (m_profiles->getString(own) && !own.isEmpty()) m_profiles->setString(L"");
+  const ConfigNodePtr value = m_profiles->childAt(OdString(kCurProfileValue));
+  if (isLiveNode(value) && !value->isContainerNode()) m_profiles->removeChild(value);
+}
+
 OdString ProfileManagerBase::storedCurrentName() const {
   if (!m_profiles) return OdString();
   OdString name;
@@ -148,8 +156,12 @@ bool ProfileManagerBase::copyProfile(const OdString& from, const OdString& to) {
 bool ProfileManagerBase::deleteProfile(const OdString& name) {
   if (!m_profiles) return false;
   const ConfigNodePtr profile = getProfileNode(name, true);
+  const bool namedCurrent = !name.isEmpty() && storedCurrentName().iCompare(name) == 0;
   if (!profile || !m_profiles->removeChild(profile)) return false;
   if (m_currentProfile == profile) m_currentProfile.reset();
+  // The name of a profile that is gone must not bring it back: the next use
+  // of a profile group would otherwise recreate it under that name.
+  if (namedCurrent || !m_currentProfile) forgetCurrentName(name);
   const auto storage = createStorage(profilesRootPath(), true);
   if (!storage) return false;
   storage->flush(std::make_shared<ConfigDeletedProfileNode>(name), true);

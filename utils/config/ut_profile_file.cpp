@@ -8,6 +8,7 @@
 #include "ut_configtree.h"
 #include "ut_regfile.h"
 #include "ut_regstore_codec.h"
+#include "ut_regstore_db.h"
 
 #include <wx/arrstr.h>
 #include <wx/filename.h>
@@ -98,6 +99,7 @@ class ProfileReader {
         m_shaped = op.rootName == kCurrentUser && openKey(op.path);
         return;
       case regfile::Operation::eSetValue:
+        if (m_skippingKey) return;  // said once, for the key
         m_shaped = m_current != nullptr;
         if (m_shaped) setValue(op);
         return;
@@ -126,10 +128,44 @@ class ProfileReader {
         path[m_profileKey.size()] != L'\\') {
       return false;
     }
+    m_skippingKey = !expressible(path.substr(m_profileKey.size() + 1));
+    if (m_skippingKey) {
+      m_current = nullptr;
+      return true;
+    }
     std::wstring relative = path.substr(m_profileKey.size() + 1) + L'/';
     std::replace(relative.begin(), relative.end(), L'\\', L'/');
     m_current = facade::descend(m_out.root, OdString(relative.c_str()), true);
     return m_current != nullptr;
+  }
+
+  // Whether a key below the profile can become a path of the tree: each
+  // level a name "/"-separated paths can hold, and no deeper than a store
+  // key can be. Warns about a key that cannot, which is skipped with its
+  // values and never followed as a relative step.
+  bool expressible(std::wstring_view relative) const {
+    std::size_t levels = 0;
+    std::size_t start = 0;
+    while (start <= relative.size()) {
+      std::size_t end = relative.find(L'\\', start);
+      if (end == std::wstring_view::npos) end = relative.size();
+      const std::wstring_view level = relative.substr(start, end - start);
+      if (!pathExpressible(level)) {
+        warnSkippedName(wxString(m_profileKey), wxString(std::wstring(relative)));
+        return false;
+      }
+      ++levels;
+      start = end + 1;
+    }
+    // The depth the key would have in the store, below HKEY_CURRENT_USER.
+    const std::size_t depth =
+        levels + 1 + static_cast<std::size_t>(std::count(m_profileKey.begin(), m_profileKey.end(), L'\\'));
+    if (depth > regstore::kMaxKeyDepth) {
+      wxLogWarning(L"Skipped a key %zu levels deep below %s: keys nest at most %zu levels", depth, L"HKEY_CURRENT_USER",
+                   regstore::kMaxKeyDepth);
+      return false;
+    }
+    return true;
   }
 
   void setValue(const regfile::Operation& op) {
@@ -164,6 +200,7 @@ class ProfileReader {
   bool m_shaped = true;
   std::wstring m_profileKey;  // the profile's key path below HKEY_CURRENT_USER
   ConfigNodePtr m_current;
+  bool m_skippingKey = false;  // the values of a skipped key are left out with it
 };
 
 // Reads a profile export. Logs the refusal and answers false when the file is

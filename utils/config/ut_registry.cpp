@@ -110,7 +110,7 @@ class Importer {
         if (!m_key->create()) {
           m_key.reset();
           ++m_failedKeys;
-          m_skipped = true;
+          fail(op.line, L"cannot create key " + shortened(fullKeyName(root, op.path)) + whyNot());
         }
         return;
       }
@@ -136,6 +136,18 @@ class Importer {
   bool skipped() const { return m_skipped; }
 
  private:
+  // A key name cut to a readable length for a message.
+  static wxString shortened(const wxString& name) {
+    constexpr std::size_t kShown = 160;
+    return name.length() <= kShown ? name : name.Left(kShown) + L"...";
+  }
+
+  // The store's reason for the last failure, as ": reason", or nothing.
+  static wxString whyNot() {
+    const wxString why = RegStore::lastError();
+    return why.empty() ? wxString() : L": " + why;
+  }
+
   void fail(int line, const wxString& what) {
     m_skipped = true;
     m_reporter.error(wxString::Format(L"line %d: %s", line, what));

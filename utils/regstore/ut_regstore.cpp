@@ -179,7 +179,8 @@ bool RegKey::open(EAccessMode mode) {
 }
 
 bool RegKey::create() {
-  m_impl->open = m_impl->ref.valid && Store::instance().resolve(m_impl->ref, true) == EStatus::eOk;
+  // The store says why a path cannot be created (too deep, a bad name).
+  m_impl->open = Store::instance().resolve(m_impl->ref, true) == EStatus::eOk;
   m_impl->mode = eWrite;
   return m_impl->open;
 }

@@ -68,14 +68,18 @@ inline constexpr std::int32_t kApplicationId = 0x75745247;  // "utRG"
 inline constexpr int kBusyTimeoutMs = 10000;
 // Windows limits a key name to 255 UTF-16 units.
 inline constexpr std::size_t kMaxKeyNameUnits = 255;
+// Keys nest at most this many levels below their root, as on Windows. The
+// bound keeps every walk over a path (resolving, listing, exporting) small.
+inline constexpr std::size_t kMaxKeyDepth = 512;
 
 // The address of a key (root and "\"-separated path) with its resolved row id.
 struct KeyRef {
   int root = -1;
-  std::wstring path;    // normalised: no leading, trailing or doubled "\"
-  std::wstring folded;  // root digit + "\" + case-folded path: the cache key
-  bool valid = false;   // root in range and every component a legal key name
-  KeyId id = 0;         // 0: not resolved
+  std::wstring path;      // normalised: no leading, trailing or doubled "\"
+  std::wstring folded;    // root digit + "\" + case-folded path: the cache key
+  bool valid = false;     // root in range, every component a legal key name, depth in bounds
+  std::size_t depth = 0;  // the number of components
+  KeyId id = 0;           // 0: not resolved
   std::uint64_t epoch = 0;
 
   static KeyRef make(int root, std::wstring_view path);

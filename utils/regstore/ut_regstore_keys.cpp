@@ -28,7 +28,9 @@ KeyRef KeyRef::make(int root, std::wstring_view path) {
   for (const auto& component : splitKeyPath(key.path)) {
     if (component.empty() || platform::utf16Length(component) > kMaxKeyNameUnits || !nameToUtf8(component))
       key.valid = false;
+    ++key.depth;
   }
+  if (key.depth > kMaxKeyDepth) key.valid = false;
   if (key.valid) {
     key.folded = std::wstring(1, static_cast<wchar_t>(L'0' + root));
     if (!key.path.empty()) {
@@ -101,6 +103,10 @@ EStatus Store::findChild(KeyId parent, const std::string& folded, KeyId& id) {
 }
 
 EStatus Store::resolveLocked(KeyRef& key, bool create) {
+  if (!key.valid && key.depth > kMaxKeyDepth) {
+    fail(wxString::Format(L"key path too deep: %zu levels below the root (at most %zu)", key.depth, kMaxKeyDepth));
+    return EStatus::eError;
+  }
   if (!key.valid) {
     fail(wxString::Format(L"\"%s\" is not a valid key path", wxString(key.path)));
     return EStatus::eError;

@@ -117,7 +117,7 @@ void replaceSymbol(wchar_t* text, wchar_t from, wchar_t to) {
   }
 }
 
-const wchar_t* findEndingQuote(const wchar_t* text) {
+wchar_t* findEndingQuote(const wchar_t* text) {
   if (text == nullptr) return nullptr;
   for (const wchar_t* p = text; *p != L'\0'; ++p) {
     if (*p == kBackslash) {
@@ -125,17 +125,13 @@ const wchar_t* findEndingQuote(const wchar_t* text) {
       if (p[1] == L'\0') return nullptr;
       ++p;
     } else if (*p == kQuote) {
-      return p;
+      return const_cast<wchar_t*>(p);
     }
   }
   return nullptr;
 }
 
-wchar_t* findEndingQuote(wchar_t* text) {
-  return const_cast<wchar_t*>(findEndingQuote(static_cast<const wchar_t*>(text)));
-}
-
-const wchar_t* findSubstringNoCase(const wchar_t* text, const wchar_t* part) {
+wchar_t* findSubstringNoCase(const wchar_t* text, const wchar_t* part) {
   if (text == nullptr || part == nullptr) return nullptr;
   // The lower-case mapping is one code unit for one, so an offset into the
   // copy is an offset into the caller's text.
@@ -143,11 +139,7 @@ const wchar_t* findSubstringNoCase(const wchar_t* text, const wchar_t* part) {
   const std::wstring lowPart = platform::toLower(part);
   const std::size_t at = lowText.find(lowPart);
   if (at == std::wstring::npos) return nullptr;
-  return text + at;
-}
-
-wchar_t* findSubstringNoCase(wchar_t* text, const wchar_t* part) {
-  return const_cast<wchar_t*>(findSubstringNoCase(static_cast<const wchar_t*>(text), part));
+  return const_cast<wchar_t*>(text + at);
 }
 
 void padAtLeftSide(wchar_t* text, int width) {
