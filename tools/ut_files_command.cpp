@@ -26,15 +26,15 @@ namespace fs = std::filesystem;
 // Set by Ctrl-C (and SIGTERM); the long operations poll it.
 std::atomic<bool> g_interrupted{false};
 
-extern "C" void onInterrupt(int) { g_interrupted = true; }
+extern "C" void onFilesInterrupt(int) { g_interrupted = true; }
 
 // Routes Ctrl-C to g_interrupted for the lifetime of the object.
 class InterruptScope {
  public:
   InterruptScope() {
     g_interrupted = false;
-    m_int = std::signal(SIGINT, onInterrupt);
-    m_term = std::signal(SIGTERM, onInterrupt);
+    m_int = std::signal(SIGINT, onFilesInterrupt);
+    m_term = std::signal(SIGTERM, onFilesInterrupt);
   }
   ~InterruptScope() {
     std::signal(SIGINT, m_int);
