@@ -3,8 +3,11 @@
 
 #include <ut/ut_regstore.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <thread>
 
 #include "test_support.h"
 
@@ -16,6 +19,25 @@
 // that report, a mutex destroyed in a race, is suppressed; any race on memory
 // or on a mutex in use is still reported.
 extern "C" const char* __tsan_default_suppressions() { return "race_top:pthread_mutex_destroy\n"; }
+
+namespace {
+
+// A detached task-queue worker is done with the queue when the queue's
+// destructor returns, but its thread still runs the toolkit's exit path for a
+// moment after that. Tearing the toolkit down under it would crash that
+// thread, so the program waits (at most five seconds) until it is alone.
+void waitForOtherThreadsToEnd() {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (std::chrono::steady_clock::now() < deadline) {
+    std::error_code error;
+    auto threads = std::distance(std::filesystem::directory_iterator("/proc/self/task", error),
+                                 std::filesystem::directory_iterator());
+    if (error || threads <= 1) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+}  // namespace
 
 // wxWidgets is initialised once for the whole test program, as a host would.
 int main(int argc, char** argv) {
@@ -31,5 +53,6 @@ int main(int argc, char** argv) {
   ::setenv("UT_REGISTRY_FILE", (storeDir.path() / "default-registry.db").c_str(), 1);
   const int result = RUN_ALL_TESTS();
   ut::RegStore::close();
+  waitForOtherThreadsToEnd();
   return result;
 }

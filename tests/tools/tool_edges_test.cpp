@@ -143,7 +143,8 @@ TEST_F(ToolEdgeTest, KeysNestAtMost512Levels) {
 
   r = run({"reg", "import", tooDeep});
   EXPECT_EQ(r.status, 1);
-  EXPECT_TRUE(contains(r.err, "ut: reg import: error: line 3: cannot create key HKEY_CURRENT_USER\\Software\\k\\k")) << r.err;
+  EXPECT_TRUE(contains(r.err, "ut: reg import: error: line 3: cannot create key HKEY_CURRENT_USER\\Software\\k\\k"))
+      << r.err;
   EXPECT_TRUE(contains(r.err, "...: key path too deep: 513 levels below the root (at most 512)\n")) << r.err;
   EXPECT_FALSE(contains(r.err, deepKey(100))) << "the name is cut short in the message";
   r = run({"reg", "add", "HKCU\\" + deepKey(513).substr(18)});

@@ -84,7 +84,7 @@ CIBinStream& CIBinStream::operator>>(std::wstring& text) {
   const std::vector<unsigned char> bytes = readBytes(*this, count);
   // The Windows string: n + 1 UTF-16 units, the first n bytes from the stream.
   std::u16string units(static_cast<std::size_t>(count) + 1, u'\0');
-  std::memcpy(units.data(), bytes.data(), bytes.size());
+  if (!bytes.empty()) std::memcpy(units.data(), bytes.data(), bytes.size());
   units[static_cast<std::size_t>(count)] = u'\0';
   text = ut::platform::fromUtf16(units);
   text.resize(static_cast<std::size_t>(count) + 1, L'\0');
