@@ -20,6 +20,10 @@ case "$flavour" in
   tsan)    dir="$root/build-tsan"
            export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
            UT_CONCURRENCY_TESTS='Concurren|Thread|Processes|Lock'
-           select=(-R "$UT_CONCURRENCY_TESTS") ;;
+           # The task queue's suites are left out for now: its detached
+           # workers end inside the uninstrumented toolkit, whose mutex
+           # bookkeeping ThreadSanitizer reports as races at every worker
+           # exit; they run under the other two flavours.
+           select=(-R "$UT_CONCURRENCY_TESTS" -E "^TaskQueue") ;;
 esac
 ctest --test-dir "$dir" --output-on-failure -j2 "${select[@]}"
