@@ -367,11 +367,28 @@ bool makePrivateFolders(const std::string& dir, std::string& error) {
   return true;
 }
 
-bool createPrivateFile(const std::string& path) {
+bool createPrivateFile(const std::string& path, int* systemError) {
   const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (systemError) *systemError = fd < 0 ? errno : 0;
   if (fd < 0) return false;
   ::close(fd);
   return true;
+}
+
+std::string describeSystemError(int systemError) {
+  switch (systemError) {
+    case 0:
+      return std::string();
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return "permission denied";
+    case ENOSPC:
+    case EDQUOT:
+      return "disk full";
+    default:
+      return std::strerror(systemError);
+  }
 }
 
 // --- parsing -----------------------------------------------------------------------
