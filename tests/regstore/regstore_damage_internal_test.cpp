@@ -1,16 +1,13 @@
 // A store file whose pages are damaged, and a store on a full disk: the
 // damage is reported as such rather than read as missing keys, nothing more is
-// written into a damaged file, and a write that does not fit fails as a whole
-// with "disk full".
+// written into a damaged file, and a write that does not fit fails with
+// "disk full".
 
 #include <gtest/gtest.h>
 
-#include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>
 
 #include "ut_regstore_db.h"
-
-#include <wx/log.h>
 
 #include <cstdio>
 #include <random>
@@ -67,21 +64,6 @@ int unreadableKeys() {
 }
 
 bool contains(const wxString& text, const wxString& part) { return text.find(part) != wxString::npos; }
-
-class LogCapture : public wxLog {
- public:
-  LogCapture() : m_previous(wxLog::SetActiveTarget(this)) { wxLog::EnableLogging(true); }
-  ~LogCapture() override { wxLog::SetActiveTarget(m_previous); }
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
-  std::vector<wxString> messages;
-
- protected:
-  void DoLogRecord(wxLogLevel, const wxString& msg, const wxLogRecordInfo&) override { messages.push_back(msg); }
-
- private:
-  wxLog* m_previous;
-};
 
 }  // namespace
 
@@ -163,30 +145,4 @@ TEST(RegStoreFullDisk, AWriteThatDoesNotFitSaysDiskFull) {
   EXPECT_TRUE(key.queryValue(L"small", kept));
   EXPECT_EQ(kept, L"fits");
   EXPECT_FALSE(RegStore::isDamaged());
-}
-
-TEST(RegStoreFullDisk, AnImportThatDoesNotFitStopsOnceAndKeepsNothing) {
-  test::TempStore store;
-  ASSERT_TRUE(store.ok());
-  ASSERT_TRUE(RegKey(eCurrentUser, L"Software\\TVCAD\\Before").create());
-  ASSERT_TRUE(regstore::Store::instance().setPageLimit(1));
-
-  std::string text = "Windows Registry Editor Version 5.00\r\n\r\n";
-  for (int k = 0; k < 200; ++k) {
-    text += "[HKEY_CURRENT_USER\\Software\\TVCAD\\Imported\\K" + std::to_string(k) + "]\r\n";
-    for (int v = 0; v < 10; ++v) text += "\"v" + std::to_string(v) + "\"=\"" + std::string(200, 'x') + "\"\r\n";
-    text += "\r\n";
-  }
-  const fs::path file = store.dir() / "big.reg";
-  ASSERT_TRUE(test::writeFileBytes(file, text));
-
-  LogCapture log;
-  EXPECT_FALSE(Registry::importKey(OdString(file.wstring().c_str()), true));
-  ASSERT_FALSE(log.messages.empty());
-  // One message for the line where the disk filled, one for the import.
-  EXPECT_LE(log.messages.size(), 2u);
-  EXPECT_TRUE(contains(log.messages.front(), L"disk full")) << log.messages.front();
-  EXPECT_TRUE(contains(log.messages.front(), L"the import stops")) << log.messages.front();
-  EXPECT_FALSE(RegKey(eCurrentUser, L"Software\\TVCAD\\Imported").exists());
-  EXPECT_TRUE(RegKey(eCurrentUser, L"Software\\TVCAD\\Before").exists());
 }
