@@ -182,7 +182,7 @@ struct HttpsService::State {
   std::string domain;
   CURL* curl = nullptr;
   mutable std::mutex mutex;
-  std::optional<std::string> logPath;
+  std::optional<FileName> logPath;
   std::ofstream log;
 
   ~State() {
@@ -274,19 +274,19 @@ std::string HttpsService::urlEncode(const std::string& text) {
   return result;
 }
 
-void HttpsService::setLoggingFile(const std::optional<std::string>& path) {
+void HttpsService::setLoggingFile(const std::optional<FileName>& path) {
   std::lock_guard lock(m_state->mutex);
   curl_easy_setopt(m_state->curl, CURLOPT_DEBUGDATA, nullptr);
   curl_easy_setopt(m_state->curl, CURLOPT_VERBOSE, 0L);
   if (m_state->log.is_open()) m_state->log.close();
   m_state->log.clear();
   m_state->logPath.reset();
-  if (!path || path->empty()) return;
-  m_state->log.open(*path, std::ios::out | std::ios::trunc | std::ios::binary);
+  if (!path || !path->isOk()) return;
+  m_state->log.open(path->getFullPath().toUtf8().c_str(), std::ios::out | std::ios::trunc | std::ios::binary);
   if (m_state->log.is_open()) m_state->logPath = *path;
 }
 
-std::optional<std::string> HttpsService::getLoggingFilePath() const {
+std::optional<FileName> HttpsService::getLoggingFilePath() const {
   std::lock_guard lock(m_state->mutex);
   return m_state->logPath;
 }
