@@ -1,14 +1,13 @@
 // `ut compress`, `ut decompress`: one file through ZlibEngine; `ut zip`,
 // `ut unzip`: zip archives; `ut lock`: drawing locks and their lock files.
 
+#include "ut_command_report.h"
 #include "ut_tool.h"
 
 #include <ut/ut_filelock.h>
 #include <ut/ut_zip.h>
 
-#include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -23,47 +22,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Set by Ctrl-C (and SIGTERM); the long operations poll it.
-std::atomic<bool> g_interrupted{false};
-
-extern "C" void onFilesInterrupt(int) { g_interrupted = true; }
-
-// Routes Ctrl-C to g_interrupted for the lifetime of the object.
-class InterruptScope {
- public:
-  InterruptScope() {
-    g_interrupted = false;
-    m_int = std::signal(SIGINT, onFilesInterrupt);
-    m_term = std::signal(SIGTERM, onFilesInterrupt);
-  }
-  ~InterruptScope() {
-    std::signal(SIGINT, m_int);
-    std::signal(SIGTERM, m_term);
-  }
-  InterruptScope(const InterruptScope&) = delete;
-  InterruptScope& operator=(const InterruptScope&) = delete;
-
- private:
-  void (*m_int)(int);
-  void (*m_term)(int);
-};
-
 std::wstring pathArg(const std::string& arg, const char* dashMeans) {
   return fromUtf8(arg == "-" ? std::string(dashMeans) : arg).ToStdWstring();
 }
 
 // --- compress / decompress -------------------------------------------------------------
 
-// The engine, aborted through its flag once Ctrl-C arrives.
+// The engine's progress drives the bar; once the user cancels through the
+// bar (Ctrl-C), the engine's abort flag stops it after the current buffer.
 class ToolEngine : public ZlibEngine {
  public:
+  explicit ToolEngine(ProgressBar& bar) : m_bar(bar) {}
   std::wstring lastStatus;
 
  protected:
-  void progress(int) override {
-    if (g_interrupted) setAbortFlag(true);
+  void progress(int percent) override {
+    if (!m_bar.setPercent(percent, OdString())) setAbortFlag(true);
   }
   void status(const wchar_t* message) override { lastStatus = message; }
+
+ private:
+  ProgressBar& m_bar;
 };
 
 struct CodecOptions {
@@ -77,24 +56,29 @@ int runCodec(const CodecOptions& o, bool compressing) {
   const std::wstring in = pathArg(o.input, "/dev/stdin");
   const std::wstring out = pathArg(o.output, "/dev/stdout");
   trace(eTraceSteps, wxString(compressing ? L"compress " : L"decompress ") + in + L" -> " + out);
-  const InterruptScope interrupts;
-  ToolEngine engine;
+  CommandReport report(compressing ? "compress" : "decompress");
+  ProgressBar bar;
+  bar.start(OdString(((compressing ? L"Compressing " : L"Decompressing ") + in).c_str()));
+  ToolEngine engine(bar);
   const int result =
       compressing ? engine.compress(in.c_str(), out.c_str(), o.level) : engine.decompress(in.c_str(), out.c_str());
   const bool ok = result == 0 || result == 1;
+  if (ok) bar.finish();
+  bar.stop();
   if (!ok && o.output != "-") {
     std::error_code ignored;
     fs::remove(fs::path(toUtf8(out)), ignored);  // no partial output
   }
-  const wxString report = wxString::Format(
+  const wxString status = wxString::Format(
       L"%ls (result %d)", engine.lastStatus.empty() ? L"Zlib Error" : engine.lastStatus.c_str(), result);
-  // With the data on standard output the report goes to standard error.
-  if (o.output == "-" || !ok) {
-    std::fprintf(stderr, "ut: %s\n", toUtf8(report).c_str());
+  if (!ok) {
+    report.addError(status);
+  } else if (o.output == "-") {
+    report.addNote(status);  // the data is on standard output
   } else {
-    printLine(report);
+    printLine(status);
   }
-  return ok ? eExitOk : eExitFailed;
+  return report.finish();
 }
 
 // --- zip / unzip -----------------------------------------------------------------------
@@ -121,11 +105,19 @@ int runZip(const ZipOptions& o) {
     throw UsageError("give one folder, or any number of files");
   }
   const OdString archive(fromUtf8(o.archive).ToStdWstring());
-  const EZipStatus status = folders.empty()
-                                ? zipFiles(archive, files)
-                                : zipFolder(archive, OdString(fromUtf8(folders[0].string()).ToStdWstring()));
-  if (status != eZipOk) throw OperationError(toUtf8(wxString(zipStatusMessage(status).c_str())));
-  return eExitOk;
+  CommandReport report("zip");
+  ProgressBar bar;
+  EZipStatus status = eZipOk;
+  runLongStep(
+      bar, report, wxString(L"Zipping into ") + archive.c_str(),
+      [&] {
+        status = folders.empty() ? zipFiles(archive, files)
+                                 : zipFolder(archive, OdString(fromUtf8(folders[0].string()).ToStdWstring()));
+        return status == eZipOk;
+      },
+      wxString(archive.c_str()));
+  if (status != eZipOk) report.addError(wxString(zipStatusMessage(status).c_str()));
+  return report.finish();
 }
 
 struct UnzipOptions {
@@ -168,14 +160,25 @@ int runUnzip(const UnzipOptions& o) {
     }
     return eExitOk;
   }
-  const InterruptScope interrupts;
+  CommandReport report("unzip");
+  ProgressBar bar;
   UnzippingHelper helper(archive, OdString(fromUtf8(o.folder).ToStdWstring()));
-  if (!helper.init(0)) return eExitFailed;  // the library has said why
-  while (helper.remaining() > 0) {
-    if (g_interrupted) throw OperationError("interrupted; the entries extracted so far stay");
-    if (!helper.unzipPackOfEntries(64)) return eExitFailed;
+  if (!helper.init(0)) {
+    report.finish();  // what the library logged about it
+    return eExitFailed;
   }
-  return eExitOk;
+  bar.start(OdString(fromUtf8("Extracting " + o.archive).ToStdWstring()));
+  const double total = static_cast<double>(helper.remaining());
+  bool ok = true;
+  while (ok && helper.remaining() > 0 && !bar.isCanceled()) {
+    ok = helper.unzipPackOfEntries(64);
+    bar.setPercent(100.0 * (total - static_cast<double>(helper.remaining())) / total, OdString());
+  }
+  if (ok && !bar.isCanceled()) bar.finish();
+  bar.stop();
+  if (ok && bar.isCanceled()) report.addError(L"interrupted; the entries extracted so far stay");
+  const int status = report.finish();
+  return ok ? status : eExitFailed;
 }
 
 // --- lock ----------------------------------------------------------------------------
@@ -250,7 +253,6 @@ int runLockStatus(const LockOptions& o) {
 int runLock(const LockOptions& o) {
   if (o.hold && *o.hold < 0) throw UsageError("the hold time cannot be negative");
   const OdString path(fromUtf8(o.file).ToStdWstring());
-  const InterruptScope interrupts;
   FileLocker locker;
   if (!locker.lock(path)) {
     const LockState s = lockState(o.file);
@@ -258,11 +260,16 @@ int runLock(const LockOptions& o) {
   }
   printLine(fromUtf8("locked " + o.file + (o.hold ? "" : "; Ctrl-C unlocks")));
   std::fflush(stdout);
+  // The bar shows how long the lock has been held, and its Ctrl-C (or
+  // termination request) ends the hold, so the lock files are deleted.
+  ProgressBar bar;
+  bar.start(OdString(fromUtf8("Holding " + o.file).ToStdWstring()));
   const auto until =
       std::chrono::steady_clock::now() + std::chrono::milliseconds(static_cast<long long>(o.hold.value_or(0) * 1000));
-  while (!g_interrupted && (!o.hold || std::chrono::steady_clock::now() < until)) {
+  while (!bar.isCanceled() && (!o.hold || std::chrono::steady_clock::now() < until)) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
+  bar.stop();
   if (!locker.unlock()) throw OperationError("cannot unlock " + o.file);
   printLine(fromUtf8("unlocked " + o.file));
   return eExitOk;

@@ -27,6 +27,7 @@ struct HttpsOptions {
   std::vector<std::string> headers;
   std::optional<std::string> data;
   std::optional<std::string> output;
+  std::optional<std::string> log;
   std::string bearer;
   std::string user;
   std::string accept;
@@ -106,6 +107,10 @@ void writeOut(const HttpsOptions& o, const HttpsResponse& response) {
 int runRequest(const HttpsOptions& o, int method) {
   const HttpsRequest request = buildRequest(o, method);
   HttpsService service("");
+  if (o.log) {
+    service.setLoggingFile(FileName(OdString(fromUtf8(*o.log).ToStdWstring())));
+    if (!service.getLoggingFilePath()) throw OperationError("cannot write the log " + *o.log);
+  }
   trace(eTraceSteps, fromUtf8(std::string("https ") +
                               (method == 0   ? "GET "
                                : method == 1 ? "POST "
@@ -141,6 +146,10 @@ void addMethod(CLI::App& https, Context& context, const char* name, int method, 
   command->add_flag("-i,--include", o->include, "Print the status line and response headers before the body");
   command->add_flag("--no-redirects", o->noRedirects, "Return redirects instead of following them");
   command->add_option("-o,--output", o->output, "Write the body to FILE instead of standard output")->type_name("FILE");
+  command
+      ->add_option("--log", o->log,
+                   "Write a debug log of the exchange to FILE (headers and sizes; credentials redacted)")
+      ->type_name("FILE");
   command->callback([&context, o, method] { context.action = [o, method] { return runRequest(*o, method); }; });
 }
 

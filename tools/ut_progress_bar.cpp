@@ -22,7 +22,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Set by the SIGINT handler; a lock-free atomic is safe to store from it.
+// Set by the SIGINT and SIGTERM handler; a lock-free atomic is safe to store
+// from it.
 std::atomic<bool> g_interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
 
@@ -97,7 +98,8 @@ struct ProgressBar::State {
   std::int64_t total = -1;
   Clock::time_point started = Clock::now();
 
-  struct sigaction previous {};
+  struct sigaction previousInt {};
+  struct sigaction previousTerm {};
   bool handlerInstalled = false;
 
   std::string renderLocked(int columns) const;
@@ -167,15 +169,20 @@ void ProgressBar::State::installHandler() {
   struct sigaction action {};
   action.sa_handler = &onInterrupt;
   sigemptyset(&action.sa_mask);
-  // The first Ctrl-C asks to stop; SA_RESETHAND lets the next one end the
-  // process as it normally would.
+  // The first Ctrl-C (or termination request) asks to stop; SA_RESETHAND
+  // lets the next one end the process as it normally would.
   action.sa_flags = SA_RESETHAND | SA_RESTART;
-  handlerInstalled = ::sigaction(SIGINT, &action, &previous) == 0;
+  handlerInstalled = ::sigaction(SIGINT, &action, &previousInt) == 0;
+  if (handlerInstalled && ::sigaction(SIGTERM, &action, &previousTerm) != 0) {
+    ::sigaction(SIGINT, &previousInt, nullptr);
+    handlerInstalled = false;
+  }
 }
 
 void ProgressBar::State::restoreHandler() {
   if (!handlerInstalled) return;
-  ::sigaction(SIGINT, &previous, nullptr);
+  ::sigaction(SIGINT, &previousInt, nullptr);
+  ::sigaction(SIGTERM, &previousTerm, nullptr);
   handlerInstalled = false;
 }
 

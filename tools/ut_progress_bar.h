@@ -20,10 +20,12 @@
 // the calls of Progress only record the state and never write. When the file
 // descriptor is not a terminal nothing is ever written.
 //
-// Between start() and stop() the bar owns SIGINT: the first Ctrl-C marks the
-// operation cancelled (isCanceled() turns true, setPercent answers false) and
-// the next one ends the process as usual. stop() puts the previous handler
-// back. One bar at a time may be started in a process.
+// Between start() and stop() the bar owns SIGINT and SIGTERM: the first Ctrl-C
+// or termination request marks the operation cancelled (isCanceled() turns
+// true, setPercent answers false), so the command can clean up (remove partial
+// output, delete lock files), and the next one ends the process as usual.
+// stop() puts the previous handlers back. One bar at a time may be started in
+// a process.
 
 #include "OdString.h"
 

@@ -13,6 +13,7 @@
 // folder when that file exists, otherwise the system's CA bundle.
 
 #include <ut/ut_export.h>
+#include <ut/ut_filename.h>
 
 #include "OdString.h"
 
@@ -193,10 +194,11 @@ class UT_EXPORT HttpsService {
   // — informational lines, header lines sent and received, and the sizes of
   // the data sent and received. Credentials never reach it: Authorization,
   // Cookie and Set-Cookie values are replaced by "[redacted]" and bodies are
-  // not written. With nullopt: closes the log. A file that cannot be opened
-  // leaves logging off; getLoggingFilePath() then returns nullopt.
-  void setLoggingFile(const std::optional<std::string>& path);
-  std::optional<std::string> getLoggingFilePath() const;
+  // not written. With nullopt or an empty name (isOk() false): closes the log.
+  // A file that cannot be opened leaves logging off; getLoggingFilePath()
+  // then returns nullopt.
+  void setLoggingFile(const std::optional<FileName>& path);
+  std::optional<FileName> getLoggingFilePath() const;
 
  private:
   struct State;

@@ -152,7 +152,7 @@ class UT_EXPORT OAuthService {
   void logOut();
 
   // The debug log of the HTTPS service (see HttpsService::setLoggingFile).
-  void setLoggingFile(const std::optional<std::string>& path);
+  void setLoggingFile(const std::optional<FileName>& path);
 
  private:
   struct State;

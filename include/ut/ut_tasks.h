@@ -92,9 +92,11 @@ class UT_EXPORT Task {
 //
 // Destruction stops the queue: tasks not yet taken by a worker are released
 // without being run, running tasks see isStopping() and are waited for, and
-// every worker thread has left the queue's code when the destructor returns.
-// A task may destroy its own queue: the destructor then waits for the other
-// workers, and the calling task finishes after it.
+// every worker thread has ended (past wxWidgets' own thread-exit code) when
+// the destructor returns, so the host may then shut wxWidgets down or unload
+// the module that used the queue. A task may destroy its own queue: the
+// destructor then waits for the other workers, and the calling task finishes
+// after it; that one thread ends later, unwaited.
 //
 // addTask() may be called from any thread, also from the queue's own tasks;
 // so may waitAllTasks(), except from a task of the same queue (see there).
@@ -125,7 +127,7 @@ class UT_EXPORT TaskQueue {
 
  private:
   friend class TaskQueueInspector;  // reads the counters in the library's internal tests
-  TaskQueueState* m_state;          // one reference on the shared state record; workers hold the others
+  TaskQueueState* m_state;          // one reference on the shared state record
 };
 
 // The calling thread's identifier, as wxWidgets reports it.

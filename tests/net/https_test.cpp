@@ -362,8 +362,10 @@ TEST_F(HttpsServiceTest, UrlEncodeEscapesAllButUnreservedCharacters) {
 
 TEST_F(HttpsServiceTest, LoggingFileHoldsTheExchangeButNoCredentials) {
   const auto log = server().dir() / "https.log";
-  m_service.setLoggingFile(log.string());
-  EXPECT_EQ(m_service.getLoggingFilePath(), log.string());
+  const ut::FileName logName(OdString(log.wstring()));
+  m_service.setLoggingFile(logName);
+  ASSERT_TRUE(m_service.getLoggingFilePath().has_value());
+  EXPECT_EQ(m_service.getLoggingFilePath()->getFullPath(), OdString(log.wstring()));
   m_service.execute(HttpsRequestBuilder()
                         .request("/echo")
                         .post()
@@ -386,10 +388,18 @@ TEST_F(HttpsServiceTest, LoggingFileHoldsTheExchangeButNoCredentials) {
   EXPECT_EQ(test::readFileBytes(log), logged);  // closed: nothing more written
 }
 
-TEST_F(HttpsServiceTest, LoggingFileThatCannotBeOpenedLeavesLoggingOff) {
-  m_service.setLoggingFile((server().dir() / "no/such/folder/log").string());
-  EXPECT_EQ(m_service.getLoggingFilePath(), std::nullopt);
-  EXPECT_EQ(m_service.execute(HttpsRequestBuilder().request("/echo").build()).m_statusCode, 200);
+TEST_F(HttpsServiceTest, LoggingFileThatCannotBeOpenedOrIsEmptyLeavesLoggingOff) {
+  const auto open = server().dir() / "open.log";
+  const ut::FileName names[] = {ut::FileName(OdString((server().dir() / "no/such/folder/log").wstring())),
+                                ut::FileName()};
+  for (const ut::FileName& name : names) {
+    m_service.setLoggingFile(ut::FileName(OdString(open.wstring())));
+    ASSERT_TRUE(m_service.getLoggingFilePath().has_value());
+    m_service.setLoggingFile(name);  // closes the open log first
+    EXPECT_EQ(m_service.getLoggingFilePath(), std::nullopt) << name.getFullPath().toUtf8();
+    EXPECT_EQ(m_service.execute(HttpsRequestBuilder().request("/echo").build()).m_statusCode, 200);
+  }
+  EXPECT_EQ(test::readFileBytes(open), "");  // nothing logged after it was closed
 }
 
 TEST_F(HttpsServiceTest, MovedServiceKeepsItsDomainAndConnection) {

@@ -263,7 +263,7 @@ TEST_F(OAuthServiceTest, SecretsNeverReachTheLogs) {
   UtTracer::tracer().setStreamName(traceLog.string().c_str(), 9, 0);
 
   OAuthService service = confidential();
-  service.setLoggingFile(httpsLog.string());
+  service.setLoggingFile(FileName(OdString(httpsLog.wstring())));
   std::srand(1234);
   const std::string verifier = randomBase64url(43);
   std::srand(1234);

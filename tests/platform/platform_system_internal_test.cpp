@@ -42,6 +42,22 @@ class DebugOutputTest : public ::testing::Test {
 
 }  // namespace
 
+// The hint keeps what the memory holds, at any alignment and size, and
+// ignores null and empty ranges.
+TEST(PlatformMemory, LargeWriteAdviceKeepsTheContent) {
+  std::string buffer(16 * 1024 * 1024 + 3, '\0');
+  for (std::size_t i = 0; i < buffer.size(); i += 4093) buffer[i] = static_cast<char>('a' + i % 26);
+  const std::string before = buffer;
+  up::adviseLargeWrite(buffer.data(), buffer.size());
+  up::adviseLargeWrite(buffer.data() + 1, 100);  // no whole page inside
+  up::adviseLargeWrite(buffer.data() + 5, buffer.size() - 5);
+  up::adviseLargeWrite(nullptr, 4096);
+  up::adviseLargeWrite(buffer.data(), 0);
+  EXPECT_TRUE(buffer == before);
+  buffer.assign(buffer.size(), 'z');  // still writable in full
+  EXPECT_EQ(buffer.find_first_not_of('z'), std::string::npos);
+}
+
 TEST(PlatformCounter, MonotonicNanosecondsAtOneGigahertz) {
   EXPECT_EQ(up::performanceFrequency(), 1'000'000'000);
   std::int64_t previous = up::performanceCounter();

@@ -94,7 +94,7 @@ TEST(TaskQueueConcurrency, ManyProducersEveryTaskRunsAndIsReleasedOnce) {
   constexpr int kProducers = 8;
   constexpr int kTasks = 100000;
   constexpr int kPerProducer = kTasks / kProducers;
-  const int threadsBefore = ut::test::processThreadCount();
+  const int threadsBefore = ut::test::threadBaseline();
   TaskLedger ledger(kTasks);
   std::mutex checkMutex;
   int active = 0;

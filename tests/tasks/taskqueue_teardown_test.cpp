@@ -29,7 +29,7 @@ using namespace std::chrono_literals;
 // is released exactly once and runs at most once.
 TEST(TaskQueueConcurrency, DestroyedRightAfterAddTask) {
   const int rounds = 10000 / ut::test::kSanitizerDivisor;
-  const int threadsBefore = ut::test::processThreadCount();
+  const int threadsBefore = ut::test::threadBaseline();
   std::vector<int> firstTask(rounds + 1);
   int tasks = 0;
   for (int r = 0; r < rounds; ++r) {

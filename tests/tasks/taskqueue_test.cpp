@@ -358,6 +358,7 @@ TEST_F(TaskQueueReportsThreads, WaitFromOwnTaskIsReportedInsteadOfHanging) {
 // A task may destroy its own queue: the destructor waits for the other
 // running task and drops the queued ones; the destroying task then finishes.
 TEST(TaskQueueThreads, TaskDestroysItsOwnQueue) {
+  const int threadsBefore = ut::test::threadBaseline();
   TaskLedger ledger(4);
   Gate otherRunning;
   std::atomic<bool> otherFinished{false};
@@ -389,6 +390,9 @@ TEST(TaskQueueThreads, TaskDestroysItsOwnQueue) {
   ASSERT_TRUE(waitFor([&ledger] { return ledger.totalDeletions() == 4; }));
   EXPECT_EQ(ledger.runs[2].load(), 0);
   EXPECT_EQ(ledger.runs[3].load(), 0);
+  // Nobody waits for the destroying task's own thread; it ends by itself.
+  EXPECT_TRUE(waitFor([&] { return ut::test::processThreadCount() <= threadsBefore; }))
+      << ut::test::processThreadCount() << " threads, " << threadsBefore << " before";
 }
 
 }  // namespace

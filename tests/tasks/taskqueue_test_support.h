@@ -137,4 +137,13 @@ inline int processThreadCount() {
   return n;
 }
 
+// The process's thread count before a test starts threads of its own. A
+// sanitizer starts a helper thread at the process's first thread creation
+// and keeps it; one short-lived thread first makes that helper part of the
+// baseline, whichever test runs first.
+inline int threadBaseline() {
+  std::thread([] {}).join();
+  return processThreadCount();
+}
+
 }  // namespace ut::test

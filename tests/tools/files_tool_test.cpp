@@ -2,11 +2,17 @@
 
 #include "test_support.h"
 
+#include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -39,7 +45,7 @@ TEST_F(FilesToolTest, CompressAndDecompressReportTheEngineStatus) {
   const auto d = run({"decompress", path("in.z"), "-"});
   EXPECT_EQ(d.status, 0) << d.err;
   EXPECT_TRUE(d.out == data);
-  EXPECT_EQ(d.err, "ut: Success (result 1)\n");
+  EXPECT_EQ(d.err, "ut: decompress: note: Success (result 1)\n");
 
   const auto fromStdin = run({"compress", "-", path("stdin.z")}, "from standard input");
   EXPECT_EQ(fromStdin.status, 0) << fromStdin.err;
@@ -48,8 +54,46 @@ TEST_F(FilesToolTest, CompressAndDecompressReportTheEngineStatus) {
   writeFileBytes(path("junk.z"), "not compressed at all");
   const auto bad = run({"decompress", path("junk.z"), path("junk.out")});
   EXPECT_EQ(bad.status, 1);
-  EXPECT_EQ(bad.err, "ut: Zlib Error (result -3)\n");
+  EXPECT_EQ(bad.err, "ut: decompress: error: Zlib Error (result -3)\n");
   EXPECT_FALSE(fs::exists(path("junk.out")));  // no partial output
+}
+
+// Ctrl-C, or a termination request, while the engine waits for more input
+// from a pipe: the engine stops after its current buffer with "User Abort"
+// (-7), the partial output is removed and the exit status is 1.
+TEST_F(FilesToolTest, InterruptAbortsCompressionAndRemovesThePartialOutput) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    const std::string fifo = path("in.fifo");
+    const std::string out = path("out.z");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    // Opened for reading too, so neither side blocks on open; non-blocking, so
+    // a full pipe never stalls the test.
+    const int writer = ::open(fifo.c_str(), O_RDWR | O_NONBLOCK);
+    ASSERT_GE(writer, 0);
+    const std::string chunk(8192, 'x');
+    ASSERT_EQ(::write(writer, chunk.data(), chunk.size()), static_cast<ssize_t>(chunk.size()));
+    ut::test::ChildProcess codec(UT_TOOL, {"compress", fifo, out});
+    ASSERT_TRUE(codec.started());
+    // The output exists once the command is under way, its handler installed.
+    bool started = false;
+    for (int i = 0; i < 2000 && !started; ++i) {
+      started = fs::exists(out);
+      if (!started) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    ASSERT_TRUE(started);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    codec.kill(signal);
+    // More input lets the engine finish its buffer and see the abort flag.
+    for (int i = 0; i < 100; ++i) {
+      if (::write(writer, chunk.data(), chunk.size()) < 0 && errno != EAGAIN) break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      if (!fs::exists(out)) break;
+    }
+    ::close(writer);
+    EXPECT_EQ(codec.wait(), 1) << signal;
+    EXPECT_FALSE(fs::exists(out)) << signal;
+    fs::remove(fifo);
+  }
 }
 
 TEST_F(FilesToolTest, BadCommandLinesExitWithTwo) {

@@ -77,6 +77,21 @@ TEST_F(HttpsToolTest, FailuresAndTheirExitStatuses) {
   EXPECT_EQ(unresolved.err, "ut: Couldn't resolve host name\n");
 }
 
+TEST_F(HttpsToolTest, LogHoldsTheExchangeWithoutTheCredentials) {
+  const std::string log = (m_scratch.path() / "https.log").string();
+  const ProgramResult r = ut({"https", "get", "--log", log, "--bearer", "tool-secret", m_server.url("/echo")});
+  EXPECT_EQ(r.status, 0) << r.err;
+  const std::string logged = test::readFileBytes(log);
+  EXPECT_NE(logged.find("> GET /echo HTTP/1.1"), std::string::npos) << logged;
+  EXPECT_NE(logged.find("Authorization: [redacted]"), std::string::npos) << logged;
+  EXPECT_EQ(logged.find("tool-secret"), std::string::npos);
+
+  const ProgramResult unwritable =
+      ut({"https", "get", "--log", (m_scratch.path() / "no/such/dir/log").string(), m_server.url("/echo")});
+  EXPECT_EQ(unwritable.status, 1);
+  EXPECT_NE(unwritable.err.find("cannot write the log"), std::string::npos) << unwritable.err;
+}
+
 TEST_F(HttpsToolTest, InsecureAcceptsAnUntrustedServer) {
   test::HttpsTestServer untrusted(false);
   ASSERT_TRUE(untrusted.ok());

@@ -2,54 +2,24 @@
 
 #include <ut/ut_filelock.h>
 
+#include <ut/ut_filename.h>
+#include <ut/ut_fileops.h>
+#include <ut/ut_textfile.h>
+
 #include "ut_platform.h"
 
 #include <OdArray.h>
 
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 
 namespace ut {
 
-namespace {
-
-std::wstring nativePath(const OdString& path) { return platform::toNativeSeparators(path.c_str()); }
-
-// The lines of a text file, or false when it cannot be read. Line ends are
-// LF or CR LF; a last line without an end still counts, an empty file has
-// none. The bytes are decoded in the locale's encoding, as they were written.
-bool readLines(const OdString& file, OdArray<OdString>& lines) {
-  std::ifstream in(platform::toUtf8(nativePath(file)), std::ios::binary);
-  if (!in) return false;
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return false;
-  std::size_t start = 0;
-  while (start < bytes.size()) {
-    std::size_t end = bytes.find('\n', start);
-    const std::size_t next = end == std::string::npos ? bytes.size() : end + 1;
-    if (end == std::string::npos) end = bytes.size();
-    if (end > start && bytes[end - 1] == '\r') --end;
-    lines.append(OdString(platform::fromAnsi(std::string_view(bytes).substr(start, end - start)).c_str()));
-    start = next;
-  }
-  return true;
-}
-
-bool fileExists(const OdString& file) {
-  std::error_code ec;
-  return std::filesystem::is_regular_file(platform::toUtf8(nativePath(file)), ec);
-}
-
-}  // namespace
-
 // --- LockedFileHandle ------------------------------------------------------------
 
 bool LockedFileHandle::open(const OdString& path) {
-  m_fileName = OdString(nativePath(path));
+  m_fileName = correctSlashes(path);
   if (m_fileName.isEmpty()) return false;
   platform::ExclusiveFile file =
       platform::ExclusiveFile::open(m_fileName.c_str(), platform::EDisposition::eOpenExisting);
@@ -66,15 +36,16 @@ bool LockedFileHandle::close() {
 // --- LockFileHandle ----------------------------------------------------------------
 
 bool LockFileHandle::create(const OdString& lockFile, const OdAnsiString& content) {
-  const std::wstring path = nativePath(lockFile);
-  if (path.empty()) return false;
+  const OdString name = correctSlashes(lockFile);
+  if (name.isEmpty()) return false;
+  const std::wstring path(name.c_str());
   platform::ExclusiveFile file = platform::ExclusiveFile::open(path, platform::EDisposition::eCreateAlways);
   if (!file.isOpen() || !file.write(std::string_view(content.c_str(), static_cast<std::size_t>(content.getLength())))) {
     return false;
   }
   platform::setDosHiddenAttribute(path);
   m_handle = file.release();
-  m_fileName = OdString(path);
+  m_fileName = name;
   return true;
 }
 
@@ -165,7 +136,7 @@ bool FileLocker::isLockedByOther(const OdString& path) {
 bool FileLocker::readLockInfo(const OdString& path, OdString& info) {
   const OdString dwl = lockFileName(path, L"dwl");
   OdArray<OdString> lines;
-  if (dwl.isEmpty() || !readLines(dwl, lines)) return false;
+  if (dwl.isEmpty() || !readTextFileContent(lines, dwl)) return false;
   info = lines.isEmpty() ? OdString() : lines[0];
   if (lines.size() > 1) info = lines[0] + L", " + lines[1];
   return true;
@@ -178,18 +149,18 @@ bool FileLocker::readLockInfo(const OdString& path, OdString& user, OdString& ma
 }
 
 OdString FileLocker::lockFileName(const OdString& path, const wchar_t* extension) {
-  const std::wstring native = nativePath(path);
-  if (native.empty()) return OdString();
-  std::filesystem::path name(native);
-  name.replace_extension(extension);
-  return OdString(name.wstring());
+  const OdString corrected = correctSlashes(path);
+  if (corrected.isEmpty()) return OdString();
+  FileName name(corrected);
+  name.setExt(extension);
+  return name.getFullPath();
 }
 
 // --- free functions ----------------------------------------------------------------------
 
 bool readLockFileInfo(const OdString& lockFile, OdString& user, OdString& machine, OdString& dateTime) {
   OdArray<OdString> lines;
-  if (lockFile.isEmpty() || !readLines(lockFile, lines)) return false;
+  if (lockFile.isEmpty() || !readTextFileContent(lines, lockFile)) return false;
   if (lines.size() > 0) user = lines[0];
   if (lines.size() > 1) machine = lines[1];
   if (lines.size() > 2) dateTime = lines[2];

@@ -250,6 +250,6 @@ HttpsResponse OAuthService::execute(const HttpsRequest& request, bool refreshWhe
 ELoginType OAuthService::getLoginType() const { return m_state->loginType; }
 bool OAuthService::isLoggedIn() const { return !m_state->accessToken.empty(); }
 void OAuthService::logOut() { m_state->clearLogin(); }
-void OAuthService::setLoggingFile(const std::optional<std::string>& path) { m_state->https.setLoggingFile(path); }
+void OAuthService::setLoggingFile(const std::optional<FileName>& path) { m_state->https.setLoggingFile(path); }
 
 }  // namespace ut

@@ -481,4 +481,12 @@ bool isNetworkFileSystemType(std::string_view fsType);
 // mount contains the path.
 std::optional<MountEntry> mountOfPath(const std::vector<MountEntry>& mounts, const std::string& absolutePath);
 
+// --- Memory ------------------------------------------------------------------
+
+// A hint that the whole pages inside [data, data + size) will be written in
+// full soon: the system may back them with huge pages, so filling a large
+// buffer takes far fewer page faults. Null, empty or tiny ranges, and systems
+// that ignore the hint, change nothing; the memory's content is kept.
+void adviseLargeWrite(void* data, std::size_t size);
+
 }  // namespace ut::platform

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
@@ -19,6 +20,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <pwd.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -417,6 +419,16 @@ bool deleteFile(const std::wstring& path) {
   std::string bytes;
   if (!toFileSystemPath(path, bytes)) return false;
   return ::unlink(bytes.c_str()) == 0;
+}
+
+void adviseLargeWrite(void* data, std::size_t size) {
+  if (data == nullptr || size == 0) return;
+  const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const auto begin = reinterpret_cast<std::uintptr_t>(data);
+  const std::uintptr_t first = (begin + page - 1) / page * page;
+  const std::uintptr_t last = (begin + size) / page * page;
+  if (last <= first) return;
+  ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);  // a hint: failure changes nothing
 }
 
 }  // namespace ut::platform

@@ -13,28 +13,61 @@ namespace {
 // lets the queue notice calls made from inside one of its own tasks.
 thread_local const TaskQueueState* t_servedQueue = nullptr;
 
-// A detached worker thread; it is also the context its tasks receive. It
-// holds a reference on the queue's state record for as long as it exists, so
-// it never outlives the record whatever the timing of its start.
-class Worker final : public wxThread, public TaskContext {
+// Where a worker's thread leaves its queue: the destructor of a thread-local
+// object, which runs when the thread itself ends. A detached wxWidgets thread
+// goes on after Entry() returns: it deletes its thread object and updates the
+// toolkit's process-wide thread lists under the toolkit's own mutexes. Were a
+// worker counted gone any earlier, a host could destroy the queue and then
+// shut the toolkit down (or unload it) while that code still runs, and those
+// mutexes would be destroyed under the thread. Counting it gone here, after
+// the last call into the toolkit, makes the queue's destructor the point
+// after which none of its threads runs library or toolkit code.
+class ThreadEnd {
  public:
-  explicit Worker(TaskQueueState& state) : wxThread(wxTHREAD_DETACHED), m_state(state) { m_state.addRef(); }
-  // Runs on the worker thread after Entry() has returned (wxWidgets deletes
-  // detached threads itself), as late as the queue can see the thread. Leaving
-  // the live count only here means that a queue's destructor returns after
-  // everything the thread did for the queue and its tasks.
-  ~Worker() override {
-    if (m_counted) m_state.workerLeft();
-    m_state.release();
+  ThreadEnd() = default;
+  ThreadEnd(const ThreadEnd&) = delete;
+  ThreadEnd& operator=(const ThreadEnd&) = delete;
+  ~ThreadEnd() {
+    if (!m_state) return;
+    if (m_orphaned) {
+      // The queue was destroyed from a task on this thread: nobody waits.
+      m_state->release();
+      return;
+    }
+    // The queue's own reference is held until the count below reaches
+    // zero, so releasing this one first never deletes the record, and the
+    // queue's destructor, not this thread, is the last to touch it.
+    m_state->release();
+    m_state->workerLeft();
   }
 
-  // For a thread that failed to start: the creator undoes the count itself.
-  void abandon() { m_counted = false; }
+  // Called once, as the worker starts: takes a reference on the record.
+  void arm(TaskQueueState& state) {
+    state.addRef();
+    m_state = &state;
+  }
+  // The queue is being destroyed by a task running on this thread.
+  void orphan() { m_orphaned = true; }
+
+ private:
+  TaskQueueState* m_state = nullptr;
+  bool m_orphaned = false;
+};
+
+thread_local ThreadEnd t_threadEnd;
+
+// A detached worker thread; it is also the context its tasks receive. The
+// queue counts it in `live` from its creation until its thread has ended
+// (see ThreadEnd), and does not free the state record before that.
+class Worker final : public wxThread, public TaskContext {
+ public:
+  explicit Worker(TaskQueueState& state) : wxThread(wxTHREAD_DETACHED), m_state(state) {}
 
   bool isStopping() const override { return m_state.stopping.load(std::memory_order_acquire) != 0; }
 
  private:
   ExitCode Entry() override {
+    t_threadEnd.arm(m_state);
     t_servedQueue = &m_state;
     m_state.running.fetch_add(1, std::memory_order_acq_rel);
     for (Task* task = m_state.takeNext(); task; task = m_state.takeNext()) runAndRelease(task);
@@ -56,7 +89,6 @@ class Worker final : public wxThread, public TaskContext {
   }
 
   TaskQueueState& m_state;
-  bool m_counted = true;
 };
 
 }  // namespace
@@ -94,7 +126,6 @@ bool TaskQueueState::startWorkers(int wanted) {
     if (worker->Run() != wxTHREAD_NO_ERROR) {
       // Under `lock`, where no broadcast may be sent; nobody waits for a
       // worker that never ran.
-      worker->abandon();
       live.fetch_sub(1, std::memory_order_acq_rel);
       delete worker;
       callAssert("a task queue worker thread starts", "the thread could not be created; tasks stay queued", __FILE__,
@@ -125,8 +156,9 @@ void TaskQueueState::broadcast() {
 }
 
 void TaskQueueState::workerLeft() {
+  wxMutexLocker guard(mutex);
   live.fetch_sub(1, std::memory_order_acq_rel);
-  broadcast();
+  condition.Broadcast();
 }
 
 template <typename Done>
@@ -144,10 +176,11 @@ TaskQueue::~TaskQueue() {
   s.stopping.exchange(1, std::memory_order_acq_rel);
   // Every worker leaves once its running task returns: none takes another
   // task now. Waiting for `live` as well as `running` also covers workers
-  // created but not yet started, so no thread is left in the queue's code.
+  // created but not yet started, and lasts until their threads have ended.
   // Destroyed from one of its own tasks, the queue waits for the others only;
-  // that worker's reference keeps the record alive until it is done.
+  // that worker's reference keeps the record alive until its thread ends.
   const int self = t_servedQueue == m_state ? 1 : 0;
+  if (self) t_threadEnd.orphan();
   s.waitUntil([&s, self] {
     return s.running.load(std::memory_order_acquire) <= self && s.live.load(std::memory_order_acquire) <= self;
   });

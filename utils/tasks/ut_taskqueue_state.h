@@ -4,10 +4,11 @@
 // workers.
 //
 // Lifetime: the record carries its own reference count. The queue holds one
-// reference and every worker object holds one from its creation (before its
-// thread starts) to its destruction, so a worker that starts late, after the
-// queue has been destroyed, still finds the record alive; whoever releases the
-// last reference deletes it.
+// reference until every worker it created has ended (`live` is 0), so a
+// worker that starts late still finds the record alive. A worker's thread
+// holds one from its start to its end; it outlives the queue's only when the
+// queue was destroyed by a task running on that thread. Whoever releases the
+// last reference deletes the record.
 //
 // Locks: `lock` guards the task list and the decision how many workers to
 // start. `mutex` and `condition` only carry wake-ups to the threads waiting
@@ -49,8 +50,9 @@ struct TaskQueueState {
   Task* takeNext();
   // Wakes every thread waiting on `condition`.
   void broadcast();
-  // Called by a worker object as it is destroyed, the last thing it does
-  // with the queue before releasing its reference.
+  // Called as a worker's thread ends, its last touch of the record: leaves
+  // `live` and wakes the waiters, both under `mutex`, so a waiter that sees
+  // the count drop may free the record at once.
   void workerLeft();
   // Under `mutex`, waits with 1000 ms timeouts until `done()` is true.
   template <typename Done>
@@ -64,7 +66,7 @@ struct TaskQueueState {
   wxCondition condition;
   std::deque<Task*> tasks;  // each entry holds one reference
 
-  // Workers created and not yet finished with the queue (they may not have
+  // Workers created whose threads have not yet ended (they may not have
   // started to run yet). The destructor waits for this to reach 0.
   std::atomic<std::int32_t> live{0};
 
