@@ -18,6 +18,8 @@
 #include <iterator>
 #include <string>
 
+#include <unistd.h>
+
 namespace ut::fuzz {
 
 class ScratchStore {
@@ -51,12 +53,22 @@ class ScratchStore {
 
  private:
   ScratchStore() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "ut-fuzz-XXXXXX").string();
+    std::string pattern = (scratchParent() / "ut-fuzz-XXXXXX").string();
     if (!::mkdtemp(pattern.data())) std::abort();
     m_dir = pattern;
     if (!wxInitialize()) std::abort();
     wxLog::EnableLogging(false);
     if (!RegStore::setFile(wxString(file("registry.db")))) std::abort();
+  }
+
+  // $TMPDIR when set, else /dev/shm where there is one: the store syncs its
+  // file to disk at checkpoints, which on a real disk makes each input some
+  // thirty times slower. Else the system's temporary folder.
+  static std::filesystem::path scratchParent() {
+    if (const char* tmp = std::getenv("TMPDIR"); tmp && *tmp) return tmp;
+    std::error_code error;
+    if (std::filesystem::is_directory("/dev/shm", error) && ::access("/dev/shm", W_OK) == 0) return "/dev/shm";
+    return std::filesystem::temp_directory_path();
   }
 
   std::filesystem::path m_dir;
