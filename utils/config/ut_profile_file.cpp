@@ -251,7 +251,9 @@ class ProfileFileStorage : public ConfigStorageBase {
     name.trimRight(L'/');
     std::wstring keyName = profilesKeyName() + name.c_str();
     std::replace(keyName.begin(), keyName.end(), L'/', L'\\');
-    regfile::Writer writer;
+    // Every value in a form the profile import reads back, whatever its type:
+    // a placeholder line would make the file no profile export at all.
+    regfile::Writer writer(regfile::Writer::EOtherTypes::eHex);
     writeKey(writer, keyName, *node, kDescriptionValue);
     const bool existed = wxFileName::FileExists(m_fileName);
     switch (regfile::saveFile(m_fileName, writer)) {
