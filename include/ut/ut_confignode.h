@@ -20,9 +20,12 @@
 #include "OdString.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace ut {
@@ -117,6 +120,8 @@ struct UT_EXPORT ConfigNodeComparator {
 
 using ConfigNodeSet = std::set<ConfigNodePtr, ConfigNodeComparator>;
 
+class ConfigContainerNode;
+
 class UT_EXPORT ConfigNodeBase {
  public:
   ConfigNodeBase() = default;
@@ -180,6 +185,13 @@ class UT_EXPORT ConfigNodeBase {
   }
 
  protected:
+  friend class ConfigContainerNode;
+  friend class ConfigReplacedNode;
+  // The container whose children() this node answers with: itself, the node
+  // an overlay wraps, or null for nodes that have none. Lookups go through it
+  // to reach its index of the children's names.
+  virtual const ConfigContainerNode* childOwner() const;
+
   std::shared_ptr<ConfigValBase> m_value;
   std::string m_pathKey;
   bool m_new = true;
@@ -245,10 +257,30 @@ class UT_EXPORT ConfigContainerNode : public ConfigNode {
   bool isTouched() const override;
   void unTouch() override;
 
+ protected:
+  const ConfigContainerNode* childOwner() const override;
+
  private:
   friend class ConfigNode;  // cloneNode fills a fresh copy's children directly
 
+  // The child one level below this node called `name` (a key, whose path
+  // ends in "/", when `key`), ignoring case; or none. `scratch` receives the
+  // child's full path when the lookup needs its collation key.
+  ConfigNodePtr findChild(std::wstring_view name, bool key, std::wstring& scratch) const;
+  // Every change of m_children goes through these two, which keep the index.
+  void insertChild(ConfigNodePtr child);
+  void eraseChild(ConfigNodeSet::const_iterator it);
+
   ConfigNodeSet m_children;
+  // The children named by printable ASCII one level below this node's path,
+  // by that name in lower case. Where the locale's collation treats such names
+  // as ASCII case folding does, finding one of them takes no collation key.
+  struct NameHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view name) const noexcept { return std::hash<std::string_view>{}(name); }
+  };
+  std::unordered_map<std::string, ConfigNodeSet::const_iterator, NameHash, std::equal_to<>> m_asciiNames;
+  std::size_t m_otherNames = 0;  // children that are not in m_asciiNames
   bool m_touched = false;
 };
 
@@ -300,6 +332,9 @@ class UT_EXPORT ConfigReplacedNode : public ConfigNode {
   bool isDestructiveWrite() const override;
   bool isTouched() const override;
   void unTouch() override;
+
+ protected:
+  const ConfigContainerNode* childOwner() const override;
 
  private:
   ConfigNodePtr m_wrapped;

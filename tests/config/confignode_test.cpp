@@ -2,6 +2,8 @@
 
 #include <ut/ut_confignode.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -184,4 +186,112 @@ TEST(ConfigNodeClone, DeepCopySharesNothing) {
   EXPECT_EQ(copy->childAt(L"z")->type(), ConfigValBase::kNone);
   EXPECT_EQ(ConfigNode::cloneNode(t.root, false)->childAt(L"z"), nullptr);
   EXPECT_EQ(ConfigNode::cloneNode(std::make_shared<ConfigNoNode>(L"q"), true), nullptr);
+}
+
+// --- lookups against the collation, over random trees -------------------------
+
+namespace {
+
+// Names that the index may answer alone (printable ASCII in any case) beside
+// names only the collation can match: some of them equal an ASCII name
+// ("straße" and "STRASSE", fullwidth letters, ignorable characters).
+const std::vector<std::wstring> kNamePool = {
+    L"Config",  L"config",  L"CONFIG", L"a",        L"A",        L"b",      L"ab",
+    L"a b",     L"a-b",     L"a_b",    L"x1",       L"X1",       L"10",     L"010",
+    L"strasse", L"STRASSE", L"straße", L"Straße",   L"résumé",   L"RÉSUMÉ", L"re\u0301sume\u0301",
+    L"resume",  L"\uFF21",  L"\uFF41", L"a\u0001b", L"a\u200Bb", L"ĳ",      L"ij",
+    L"I",       L"i",       L"ı",      L"İ",        L"~!@#",     L"{}[]",   L"é",
+    L"E\u0301", L"e",       L"dz",     L"ǆ"};
+
+// The child of `level` at `fullPath` by the comparator alone: what every
+// lookup must agree with.
+ConfigNodePtr referenceChild(const ConfigNodePtr& level, const std::wstring& fullPath) {
+  const ConfigNodePtr probe = ConfigNode::createNode(OdString(fullPath.c_str()));
+  const ConfigNodeComparator less;
+  for (const auto& child : level->children()) {
+    if (!less(child, probe) && !less(probe, child)) return child;
+  }
+  return nullptr;
+}
+
+ConfigNodePtr referenceChildAt(const ConfigNodePtr& root, const std::vector<std::wstring>& names) {
+  ConfigNodePtr level = root;
+  for (std::size_t i = 0; i < names.size() && level; ++i) {
+    const std::wstring base = level->path().c_str();
+    ConfigNodePtr next;
+    if (i + 1 == names.size()) next = referenceChild(level, base + names[i]);
+    if (!next) next = referenceChild(level, base + names[i] + L"/");
+    level = next;
+  }
+  return level;
+}
+
+}  // namespace
+
+TEST(ConfigContainerNode, ChildAtAgreesWithTheCollationOverRandomTrees) {
+  std::mt19937 random(20261124);
+  const auto pick = [&random](const std::vector<std::wstring>& from) {
+    return from[std::uniform_int_distribution<std::size_t>(0, from.size() - 1)(random)];
+  };
+  const auto chance = [&random](int percent) { return std::uniform_int_distribution<int>(0, 99)(random) < percent; };
+  std::size_t found = 0;
+  std::size_t lookups = 0;
+  for (int tree = 0; tree < 60; ++tree) {
+    // Three levels; each container gets a few children from the pool, some of
+    // them replaced or deleted afterwards, and on some trees only ASCII names.
+    const bool asciiOnly = tree % 3 == 0;
+    std::vector<std::wstring> pool;
+    for (const auto& name : kNamePool) {
+      if (!asciiOnly || std::all_of(name.begin(), name.end(), [](wchar_t c) { return c >= 0x20 && c < 0x7F; }))
+        pool.push_back(name);
+    }
+    const ConfigNodePtr root = ConfigNode::createNode(L"R/");
+    std::vector<ConfigNodePtr> containers = {root};
+    for (std::size_t c = 0; c < containers.size() && c < 12; ++c) {
+      const ConfigNodePtr parent = containers[c];
+      const std::wstring base = parent->path().c_str();
+      for (int n = 0; n < 6; ++n) {
+        const bool key = containers.size() < 12 && chance(50);
+        const ConfigNodePtr child = ConfigNode::createNode(OdString((base + pick(pool) + (key ? L"/" : L"")).c_str()));
+        parent->addChild(child);
+        if (key) containers.push_back(child);
+        if (chance(15)) parent->removeChild(child);
+      }
+    }
+    for (int probe = 0; probe < 200; ++probe) {
+      std::vector<std::wstring> names;
+      std::wstring path;
+      const int depth = 1 + static_cast<int>(random() % 3);
+      for (int level = 0; level < depth; ++level) {
+        names.push_back(pick(pool));
+        path += (level == 0 ? L"" : L"/") + names.back();
+      }
+      const ConfigNodePtr expected = referenceChildAt(root, names);
+      EXPECT_EQ(root->childAt(OdString(path.c_str())), expected) << "tree " << tree << ": " << path;
+      found += expected ? 1 : 0;
+      ++lookups;
+    }
+  }
+  // The trees are dense enough that both answers occur often.
+  EXPECT_GT(found, lookups / 10);
+  EXPECT_LT(found, lookups - lookups / 10);
+}
+
+TEST(ConfigContainerNode, AsciiLookupsFallBackWhenAnotherNameCouldMatch) {
+  // The ligature "ĳ" equals "IJ" at this strength, and the ignorable U+200B
+  // vanishes: an index of ASCII names alone would miss both.
+  const ConfigNodePtr root = ConfigNode::createNode(L"R/");
+  const ConfigNodePtr ligature = ConfigNode::createNode(L"R/ĳ");
+  const ConfigNodePtr joined = ConfigNode::createNode(L"R/a\u200Bb/");
+  const ConfigNodePtr plain = ConfigNode::createNode(L"R/plain");
+  root->addChild(ligature);
+  root->addChild(joined);
+  root->addChild(plain);
+  EXPECT_EQ(root->childAt(L"IJ"), ligature);
+  EXPECT_EQ(root->childAt(L"AB"), joined);
+  EXPECT_EQ(root->childAt(L"Plain"), plain);
+  // A copy indexes its own children.
+  const ConfigNodePtr copy = ConfigNode::cloneNode(root, false);
+  EXPECT_EQ(copy->childAt(L"PLAIN")->path(), OdString(L"R/plain"));
+  EXPECT_NE(copy->childAt(L"ij"), nullptr);
 }

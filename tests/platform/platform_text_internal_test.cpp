@@ -231,3 +231,29 @@ TEST(PlatformAnsi, UnrepresentableBecomesQuestionMarkInCLocale) {
   EXPECT_EQ(up::fromAnsi("\xE9x").back(), L'x');
   EXPECT_TRUE(up::toAnsi(L"").empty() && up::fromAnsi("").empty());
 }
+
+TEST(PlatformAsciiFolding, HoldsWhereNoTailoringTouchesAscii) {
+  // The root order and English treat ASCII letters by simple case folding.
+  EXPECT_TRUE(up::asciiFoldsToCollation("root"));
+  EXPECT_TRUE(up::asciiFoldsToCollation("en_US"));
+  EXPECT_TRUE(up::asciiFoldsToCollation("de_DE"));
+  // Turkish pairs "I" with dotless "ı"; Czech makes "ch" one letter; Danish
+  // "aa" one letter; Lithuanian and Slovak tailor ASCII letters too.
+  EXPECT_FALSE(up::asciiFoldsToCollation("tr"));
+  EXPECT_FALSE(up::asciiFoldsToCollation("cs"));
+  EXPECT_FALSE(up::asciiFoldsToCollation("da"));
+  EXPECT_FALSE(up::asciiFoldsToCollation(nullptr));
+}
+
+TEST(PlatformAsciiFolding, AgreesWithCompareNoCaseOverAsciiPairs) {
+  if (!up::asciiFoldsToCollation()) GTEST_SKIP() << "the test locale tailors ASCII";
+  // Every pair of printable ASCII characters, alone and inside a word.
+  for (wchar_t a = 0x20; a <= 0x7E; ++a) {
+    for (wchar_t b = 0x20; b <= 0x7E; ++b) {
+      const bool folded = up::foldCase(std::wstring(1, a)) == up::foldCase(std::wstring(1, b));
+      const std::wstring wa = std::wstring(L"k") + a + L"z";
+      const std::wstring wb = std::wstring(L"k") + b + L"z";
+      ASSERT_EQ(up::compareNoCase(wa, wb) == 0, folded) << int(a) << " " << int(b);
+    }
+  }
+}

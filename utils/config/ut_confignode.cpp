@@ -3,6 +3,8 @@
 #include "ut_configtree.h"
 #include "ut_platform.h"
 
+#include <array>
+#include <optional>
 #include <string_view>
 
 namespace ut {
@@ -26,10 +28,40 @@ bool endsWithSlash(const OdString& path) {
 }
 
 // The child of `set` whose path equals `fullPath` ignoring case, or none.
-ConfigNodePtr findChild(const ConfigNodeSet& set, const std::wstring& fullPath) {
+ConfigNodePtr findByKey(const ConfigNodeSet& set, const std::wstring& fullPath) {
   if (set.empty()) return nullptr;
   const auto it = set.find(ConfigPathKey{platform::sortKeyNoCase(fullPath)});
   return it == set.end() ? nullptr : *it;
+}
+
+// Index names are at most this long; longer ones are looked up by key.
+constexpr std::size_t kMaxIndexedName = 255;
+using NameBuffer = std::array<char, kMaxIndexedName + 1>;
+
+// `name` in lower case, followed by "/" for a key, when it is one level of
+// printable ASCII; else nothing. The text is written to `out`.
+std::optional<std::string_view> asciiName(std::wstring_view name, bool key, NameBuffer& out) {
+  if (name.empty() || name.size() > kMaxIndexedName) return std::nullopt;
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    const wchar_t c = name[i];
+    if (c < 0x20 || c > 0x7E || c == L'/') return std::nullopt;
+    out[i] = static_cast<char>(c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c);
+  }
+  if (key) out[name.size()] = '/';
+  return std::string_view(out.data(), name.size() + (key ? 1 : 0));
+}
+
+// The index name of `child` under a container at `parentPath`: its path must
+// continue the container's exactly, by one level of printable ASCII.
+std::optional<std::string> indexName(const std::wstring_view parentPath, const ConfigNodePtr& child) {
+  std::wstring_view path = view(child->path());
+  if (path.size() <= parentPath.size() || path.substr(0, parentPath.size()) != parentPath) return std::nullopt;
+  path.remove_prefix(parentPath.size());
+  const bool key = path.back() == L'/';
+  if (key) path.remove_suffix(1);
+  NameBuffer buffer;
+  const auto name = asciiName(path, key, buffer);
+  return name ? std::optional<std::string>(*name) : std::nullopt;
 }
 
 }  // namespace
@@ -184,7 +216,7 @@ ConfigNodePtr ConfigNode::cloneNode(ConfigNodePtr node, bool withDeleted) {
     for (const auto& child : node->children()) {
       if (auto childCopy = cloneNode(child, withDeleted)) {
         // Insert directly: the copy must not record the children as replacements.
-        container->m_children.insert(std::move(childCopy));
+        container->insertChild(std::move(childCopy));
       }
     }
     copy = std::move(container);
@@ -199,6 +231,7 @@ const OdString& ConfigNode::path() const { return m_path; }
 bool ConfigNode::isContainerNode() const { return false; }
 const ConfigNodeSet& ConfigNode::children() const { return kEmptySet; }
 ConfigNodePtr ConfigNode::childAt(const OdString&) const { return nullptr; }
+const ConfigContainerNode* ConfigNodeBase::childOwner() const { return nullptr; }
 bool ConfigNode::addChild(ConfigNodePtr) { return false; }
 bool ConfigNode::removeChild(ConfigNodePtr) { return false; }
 bool ConfigNode::isDestructiveWrite() const { return type() == ConfigValBase::kNone; }
@@ -223,36 +256,77 @@ bool ConfigContainerNode::setString(const wchar_t* value) {
 bool ConfigContainerNode::isContainerNode() const { return true; }
 const ConfigNodeSet& ConfigContainerNode::children() const { return m_children; }
 
+const ConfigContainerNode* ConfigContainerNode::childOwner() const { return this; }
+
 ConfigNodePtr ConfigContainerNode::childAt(const OdString& relativePath) const {
-  // Level by level through each node's children(), which every node kind
+  // Level by level through each node's children, which every node kind
   // answers as its own childAt() would search (an overlay with its wrapped
-  // node's, a leaf or tombstone with none); one path buffer serves all levels.
+  // node's, a leaf or tombstone with none).
   std::wstring_view rest = view(relativePath);
   while (!rest.empty() && rest.front() == L'/') rest.remove_prefix(1);
   if (rest.empty()) return nullptr;
 
-  const ConfigNodeSet* children = &m_children;
-  std::wstring fullPath(view(m_path));
+  const ConfigNodeBase* level = this;
   ConfigNodePtr current;  // keeps the level being searched alive
+  std::wstring scratch;   // one path buffer for the lookups by collation key
+  const auto find = [&level, &scratch](std::wstring_view name, bool key) -> ConfigNodePtr {
+    if (const ConfigContainerNode* owner = level->childOwner()) return owner->findChild(name, key, scratch);
+    // Nodes of kinds made outside this library have no index.
+    scratch.assign(view(level->path())).append(name);
+    if (key) scratch.push_back(L'/');
+    return findByKey(level->children(), scratch);
+  };
   while (true) {
     const std::size_t slash = rest.find(L'/');
-    fullPath.append(rest.substr(0, slash));
+    const std::wstring_view name = rest.substr(0, slash);
     if (slash == std::wstring_view::npos) {
       // The last component may name a value or a key.
-      if (auto value = findChild(*children, fullPath)) return value;
-      fullPath.push_back(L'/');
-      return findChild(*children, fullPath);
+      if (auto value = find(name, false)) return value;
+      return find(name, true);
     }
-    // An intermediate component always names a key, whose path ends in "/".
-    fullPath.push_back(L'/');
-    ConfigNodePtr child = findChild(*children, fullPath);
+    // An intermediate component always names a key.
+    ConfigNodePtr child = find(name, true);
     rest.remove_prefix(slash);
     while (!rest.empty() && rest.front() == L'/') rest.remove_prefix(1);
     if (!child || rest.empty()) return child;
     current = std::move(child);
-    children = &current->children();
-    fullPath.assign(view(current->path()));
+    level = current.get();
   }
+}
+
+ConfigNodePtr ConfigContainerNode::findChild(std::wstring_view name, bool key, std::wstring& scratch) const {
+  // The index answers alone only when it holds every child: a name outside it
+  // (the ligature "ĳ", a zero-width space inside) may still equal an ASCII one.
+  if (m_otherNames == 0 && platform::asciiFoldsToCollation()) {
+    NameBuffer buffer;
+    if (const auto lower = asciiName(name, key, buffer)) {
+      const auto it = m_asciiNames.find(*lower);
+      return it == m_asciiNames.end() ? nullptr : *it->second;
+    }
+  }
+  scratch.assign(view(m_path)).append(name);
+  if (key) scratch.push_back(L'/');
+  return findByKey(m_children, scratch);
+}
+
+void ConfigContainerNode::insertChild(ConfigNodePtr child) {
+  auto name = indexName(view(m_path), child);
+  const auto [it, inserted] = m_children.insert(std::move(child));
+  if (!inserted) return;
+  if (name) {
+    m_asciiNames.insert_or_assign(std::move(*name), it);
+  } else {
+    ++m_otherNames;
+  }
+}
+
+void ConfigContainerNode::eraseChild(ConfigNodeSet::const_iterator it) {
+  if (auto name = indexName(view(m_path), *it)) {
+    m_asciiNames.erase(*name);
+  } else {
+    --m_otherNames;
+  }
+  m_children.erase(it);
 }
 
 bool ConfigContainerNode::addChild(ConfigNodePtr child) {
@@ -262,10 +336,10 @@ bool ConfigContainerNode::addChild(ConfigNodePtr child) {
   if (it != m_children.end()) {
     // The store still holds the old subtree: the overlay makes the next flush
     // delete it before writing the new one.
-    m_children.erase(it);
-    m_children.insert(std::make_shared<ConfigReplacedNode>(std::move(child)));
+    eraseChild(it);
+    insertChild(std::make_shared<ConfigReplacedNode>(std::move(child)));
   } else {
-    m_children.insert(std::move(child));
+    insertChild(std::move(child));
   }
   return true;
 }
@@ -279,8 +353,8 @@ bool ConfigContainerNode::removeChild(ConfigNodePtr child) {
   if (it != m_children.end() && (*it == child || (overlay != nullptr && overlay->wrapped() == child))) {
     m_touched = true;
     auto tombstone = std::make_shared<ConfigDeletedNode>(child->path(), child->isContainerNode());
-    m_children.erase(it);
-    m_children.insert(std::move(tombstone));
+    eraseChild(it);
+    insertChild(std::move(tombstone));
     return true;
   }
   for (const auto& own : m_children) {
@@ -324,6 +398,9 @@ bool ConfigReplacedNode::setString(const wchar_t* value) { return m_wrapped && m
 const OdString& ConfigReplacedNode::path() const { return m_wrapped ? m_wrapped->path() : m_path; }
 bool ConfigReplacedNode::isContainerNode() const { return m_wrapped && m_wrapped->isContainerNode(); }
 const ConfigNodeSet& ConfigReplacedNode::children() const { return m_wrapped ? m_wrapped->children() : kEmptySet; }
+const ConfigContainerNode* ConfigReplacedNode::childOwner() const {
+  return m_wrapped ? m_wrapped->childOwner() : nullptr;
+}
 ConfigNodePtr ConfigReplacedNode::childAt(const OdString& relativePath) const {
   return m_wrapped ? m_wrapped->childAt(relativePath) : nullptr;
 }

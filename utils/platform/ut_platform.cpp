@@ -3,10 +3,15 @@
 
 #include "ut_platform.h"
 
+#include <unicode/coleitr.h>
 #include <unicode/coll.h>
+#include <unicode/tblcoll.h>
+#include <unicode/uniset.h>
+#include <unicode/usetiter.h>
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
+#include <unicode/ucol.h>
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
 #include <unicode/utypes.h>
@@ -16,6 +21,9 @@
 #include <cstring>
 #include <cwchar>
 #include <limits>
+#include <map>
+#include <memory>
+#include <optional>
 #include <vector>
 
 namespace ut::platform {
@@ -83,9 +91,9 @@ icu::Locale collationLocale() {
   return def;
 }
 
-std::unique_ptr<icu::Collator> makeCollator(ECollation kind) {
+std::unique_ptr<icu::Collator> makeCollator(ECollation kind, const icu::Locale& locale = collationLocale()) {
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(collationLocale(), status));
+  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(locale, status));
   if (U_FAILURE(status) || !collator) {
     status = U_ZERO_ERROR;
     collator.reset(icu::Collator::createInstance(icu::Locale::getRoot(), status));
@@ -197,6 +205,79 @@ std::string sortKeyNoCase(std::wstring_view s) {
   // The key ends in a terminating zero byte that carries no order.
   key.resize(needed > 0 ? static_cast<std::size_t>(needed) - 1 : 0);
   return key;
+}
+
+namespace {
+
+// The single collation element of `c`, or nothing when it has none, several,
+// or one without a primary weight.
+std::optional<std::pair<int32_t, int32_t>> onlyElement(const icu::RuleBasedCollator& collator, char16_t c) {
+  const icu::UnicodeString text(c);
+  std::unique_ptr<icu::CollationElementIterator> it(collator.createCollationElementIterator(text));
+  if (!it) return std::nullopt;
+  UErrorCode status = U_ZERO_ERROR;
+  const int32_t first = it->next(status);
+  const int32_t second = it->next(status);
+  if (U_FAILURE(status) || first == icu::CollationElementIterator::NULLORDER ||
+      second != icu::CollationElementIterator::NULLORDER) {
+    return std::nullopt;
+  }
+  const int32_t primary = icu::CollationElementIterator::primaryOrder(first);
+  if (primary == 0) return std::nullopt;
+  return std::make_pair(primary, icu::CollationElementIterator::secondaryOrder(first));
+}
+
+bool checkAsciiFolding(const icu::Collator* anyCollator) {
+  const auto* collator = dynamic_cast<const icu::RuleBasedCollator*>(anyCollator);
+  if (!collator) return false;
+  UErrorCode status = U_ZERO_ERROR;
+  // Numeric collation would make "01" equal "1"; shifted punctuation would be
+  // ignorable.
+  if (collator->getAttribute(UCOL_NUMERIC_COLLATION, status) != UCOL_OFF ||
+      collator->getAttribute(UCOL_ALTERNATE_HANDLING, status) != UCOL_NON_IGNORABLE || U_FAILURE(status)) {
+    return false;
+  }
+  // Tailored characters and strings (a locale's contractions such as Czech
+  // "ch") must leave ASCII alone, and no contraction at all may be made of
+  // ASCII only.
+  std::unique_ptr<icu::UnicodeSet> tailored(collator->getTailoredSet(status));
+  icu::UnicodeSet contractions;
+  ucol_getContractionsAndExpansions(collator->toUCollator(), contractions.toUSet(), nullptr, true, &status);
+  if (U_FAILURE(status) || !tailored || tailored->containsSome(0x20, 0x7E)) return false;
+  icu::UnicodeSet ascii(0x20, 0x7E);
+  for (icu::UnicodeSetIterator it(*tailored); it.next();) {
+    if (it.isString() && ascii.containsSome(it.getString())) return false;
+  }
+  for (icu::UnicodeSetIterator it(contractions); it.next();) {
+    if (it.isString() && ascii.containsAll(it.getString())) return false;
+  }
+  std::map<std::pair<int32_t, int32_t>, wchar_t> owner;  // element -> the folded character that has it
+  for (char16_t c = 0x20; c <= 0x7E; ++c) {
+    const auto element = onlyElement(*collator, c);
+    if (!element) return false;
+    const wchar_t folded = asciiLower(static_cast<wchar_t>(c));
+    const auto [it, fresh] = owner.emplace(*element, folded);
+    if (!fresh && it->second != folded) return false;
+  }
+  // Upper and lower case of one letter must meet in one element at this
+  // strength, or a-z folding would find names the collation tells apart.
+  std::map<wchar_t, std::pair<int32_t, int32_t>> byFolded;
+  for (const auto& [element, folded] : owner) {
+    if (!byFolded.emplace(folded, element).second) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool asciiFoldsToCollation() {
+  static const bool simple = checkAsciiFolding(prototype(ECollation::eNoCase));
+  return simple;
+}
+
+bool asciiFoldsToCollation(const char* locale) {
+  if (locale == nullptr) return false;
+  return checkAsciiFolding(makeCollator(ECollation::eNoCase, icu::Locale(locale)).get());
 }
 
 int collate(std::wstring_view a, std::wstring_view b) { return collateWith(ECollation::eTertiary, a, b); }

@@ -42,6 +42,20 @@ bool equalNoCase(std::wstring_view a, std::wstring_view b);
 // meaningful within one process (they depend on the locale and ICU version).
 std::string sortKeyNoCase(std::wstring_view s);
 
+// Whether, for strings made only of printable ASCII characters (U+0020 to
+// U+007E), compareNoCase(a, b) == 0 exactly when a and b are equal after
+// mapping A-Z to a-z. It holds when the default locale's collation tailors
+// none of these characters, gives each of them one collation element with a
+// primary weight, and no two of them (after that mapping) the same primary and
+// secondary weights: the root collation and most locales; not Turkish ("I" is
+// the capital of dotless "i") or Czech ("ch" is one letter), where callers
+// must use the full comparison. Decided once per process from the collator's
+// own tables; false when ICU has no collation data.
+bool asciiFoldsToCollation();
+// The same test for the collation of the named ICU locale ("tr", "en_US");
+// false for null.
+bool asciiFoldsToCollation(const char* locale);
+
 // Locale collation in the role of wcscoll: ICU collation for the default
 // locale at tertiary strength (case breaks ties; the C library's LC_COLLATE is
 // not consulted). Its case-insensitive form in the role of _wcsicoll is the
