@@ -272,7 +272,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "ut: cannot write the trace file %s\n", context.traceOption.c_str());
     return eExitFailed;
   }
-  const int status = [&context] {
+  int status = [&context] {
     try {
       if (!context.action) return showOverview(context);
       return context.action();
@@ -286,6 +286,15 @@ int main(int argc, char** argv) {
       return static_cast<int>(eExitFailed);
     }
   }();
+  if (status == eExitOk && ut::RegStore::isDamaged()) {
+    // What was read from a damaged store may lack what stood on the damaged
+    // pages; the store has already refused every write.
+    if (const wxString why = ut::RegStore::lastError(); !why.empty())
+      std::fprintf(stderr, "ut: %s\n", toUtf8(why).c_str());
+    std::fprintf(stderr, "ut: the store %s is damaged, so the result may be incomplete: see `ut reg check`\n",
+                 toUtf8(context.storeFile()).c_str());
+    status = eExitFailed;
+  }
   trace(eTraceSteps, wxString::Format(L"exit status %d", status));
   return status;
 }

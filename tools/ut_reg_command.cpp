@@ -502,6 +502,26 @@ int runCopy(const Context& context, const CopyOptions& o) {
   return eExitOk;
 }
 
+// --- check -------------------------------------------------------------------
+
+int runCheck(const Context& context) {
+  const TraceIndenter scope(eTraceSteps, "reg check", kTraceArea);
+  if (!context.storeExists()) {
+    throw OperationError(toUtf8(L"the store " + context.storeFile() + L" does not exist yet: nothing to check"));
+  }
+  context.openStore();
+  std::vector<wxString> problems;
+  if (RegStore::check(&problems)) {
+    printLine(L"The store " + context.storeFile() + L" is sound.");
+    return eExitOk;
+  }
+  if (problems.empty()) notFound(L"cannot check the store " + context.storeFile());
+  for (const auto& problem : problems) printLine(problem);
+  throw OperationError(toUtf8(
+      wxString::Format(L"the store %s is damaged (%zu problems shown): restore it from the last export, see the README",
+                       context.storeFile(), problems.size())));
+}
+
 // Adds the value selectors -v NAME | --ve; answers the -v option, whose
 // count() tells whether it was given (an empty NAME is a name too).
 CLI::Option* addValueSelectors(CLI::App* cmd, std::string& value, bool& defaultValue, const char* valueHelp) {
@@ -514,7 +534,8 @@ CLI::Option* addValueSelectors(CLI::App* cmd, std::string& value, bool& defaultV
 }  // namespace
 
 void addRegCommands(CLI::App& app, Context& context) {
-  CLI::App* reg = app.add_subcommand("reg", "Registry keys and values: query, add, delete, export, import, copy");
+  CLI::App* reg =
+      app.add_subcommand("reg", "Registry keys and values: query, add, delete, export, import, copy, check");
   reg->require_subcommand(1);
   const char* keyHelp =
       "ROOT\\path, ROOT being HKEY_CURRENT_USER (HKCU), HKEY_LOCAL_MACHINE (HKLM), "
@@ -578,6 +599,10 @@ void addRegCommands(CLI::App& app, Context& context) {
   CLI::App* i = reg->add_subcommand("import", "Read a registry-export (.reg) file into the store");
   i->add_option("FILE", *imp, "The file to read (UTF-16 or UTF-8); - for standard input")->required();
   i->callback([&context, imp] { context.action = [&context, imp] { return runImport(context, *imp); }; });
+
+  CLI::App* k = reg->add_subcommand(
+      "check", "Check the whole store file for damage: exit status 1 and what was found when it is damaged");
+  k->callback([&context] { context.action = [&context] { return runCheck(context); }; });
 
   auto copy = std::make_shared<CopyOptions>();
   CLI::App* c = reg->add_subcommand("copy", "Copy a key's values (and with -s its subkeys) to another key");

@@ -108,6 +108,17 @@ class UT_EXPORT RegStore {
   static wxString lastError();
   // The schema version recorded in the open store file (0 if not open).
   static int schemaVersion();
+  // Whether this process has found the store file damaged: an operation met
+  // a database page that fails its consistency checks, or check() found
+  // problems. A damaged store answers what it still can, refuses every write
+  // (lastError() says why) so that the damage does not spread, and stays
+  // marked until setFile() is called. Restore it from a registry export.
+  static bool isDamaged();
+  // Checks the whole store file. True when it is sound; false when it is
+  // damaged, with what was found (at most 100 lines) in `problems` when given
+  // and the store marked damaged; false with no problems when it could not be
+  // checked (the file cannot be opened: lastError() says why).
+  static bool check(std::vector<wxString>* problems = nullptr);
 };
 
 // Makes every store write between its construction and commit() one atomic
@@ -124,7 +135,9 @@ class UT_EXPORT RegTransaction {
   RegTransaction& operator=(const RegTransaction&) = delete;
 
   // False when the transaction could not begin (store unavailable, or another
-  // process held the write lock past the busy timeout of 10 s). Such a scope
+  // process held the write lock past the busy timeout of 10 s), or when a
+  // failure of the store inside it (disk full, I/O, permissions, damage) or
+  // an inner scope's rollback means its commit will fail. Such a scope
   // refuses this thread's writes until it ends, so that nothing lands outside
   // the transaction the caller asked for.
   bool isActive() const;

@@ -85,10 +85,14 @@ bool writeTree(regfile::Writer& writer, const RegKey& key, const wxString& fullN
 // or applied is reported and skipped without touching what the store holds.
 class Importer {
  public:
-  explicit Importer(const Reporter& reporter) : m_reporter(reporter) {}
+  Importer(const Reporter& reporter, const RegTransaction& transaction)
+      : m_reporter(reporter), m_transaction(transaction) {}
 
   void operator()(const regfile::Operation& op) {
     using regfile::Operation;
+    // After a failure of the store itself (a full disk, damage) nothing of
+    // the file can land: one message says so, not one per line.
+    if (m_stopped) return;
     switch (op.kind) {
       case Operation::eOpenKey:
       case Operation::eDeleteKey: {
@@ -102,7 +106,7 @@ class Importer {
           // A key that is not there is already as the file wants it.
           RegKey doomed(root, op.path);
           if (doomed.open(eWrite) && !doomed.deleteSelf()) {
-            fail(op.line, L"failed to delete key " + fullKeyName(root, op.path));
+            fail(op.line, L"failed to delete key " + fullKeyName(root, op.path) + whyNot());
           }
           return;
         }
@@ -117,12 +121,12 @@ class Importer {
       case Operation::eSetValue:
         // Values of a key that could not be created go with it (counted there).
         if (m_key && !m_key->setRawValue(op.name, op.type, op.data.data(), op.data.size())) {
-          fail(op.line, L"failed to set value \"" + wxString(op.name) + L"\"");
+          fail(op.line, L"failed to set value \"" + wxString(op.name) + L"\"" + whyNot());
         }
         return;
       case Operation::eDeleteValue:
         if (m_key && m_key->hasValue(op.name) && !m_key->deleteValue(op.name)) {
-          fail(op.line, L"failed to delete value \"" + wxString(op.name) + L"\"");
+          fail(op.line, L"failed to delete value \"" + wxString(op.name) + L"\"" + whyNot());
         }
         return;
       case Operation::eError:
@@ -150,10 +154,17 @@ class Importer {
 
   void fail(int line, const wxString& what) {
     m_skipped = true;
+    if (!m_transaction.isActive()) {
+      m_stopped = true;
+      m_reporter.error(wxString::Format(L"line %d: %s; the import stops and nothing of the file is kept", line, what));
+      return;
+    }
     m_reporter.error(wxString::Format(L"line %d: %s", line, what));
   }
 
   const Reporter& m_reporter;
+  const RegTransaction& m_transaction;
+  bool m_stopped = false;
   std::optional<RegKey> m_key;
   int m_failedKeys = 0;
   bool m_skipped = false;
@@ -485,7 +496,7 @@ bool Registry::importKey(const OdString& file, bool report) {
     reporter.error(L"Failed to open the registry store: " + RegStore::lastError());
     return false;
   }
-  Importer importer(reporter);
+  Importer importer(reporter, transaction);
   if (!regfile::parse(text, std::ref(importer))) return false;
   if (importer.failedKeys() > 0)
     reporter.error(wxString::Format(L"Failed to create %d registry keys", importer.failedKeys()));

@@ -25,6 +25,11 @@ bool admits(const wxString& corrected, OdString* message = nullptr) {
   return files::NetworkPathGuard::instance().admits(corrected.ToStdWstring(), message);
 }
 
+// What a corrected name stands for on the system, asked with its UTF-8 bytes
+// as every path the library hands to the system (the C library's locale does
+// not decide how a name is spelt on disk). Symbolic links are followed.
+platform::EPathKind kindOf(const std::wstring& corrected) { return platform::pathKind(platform::toUtf8(corrected)); }
+
 // The separators that end a directory in getTempDir, computed once.
 const wxString& pathSeparators() {
   static const wxString separators = wxFileName::GetPathSeparators();
@@ -34,13 +39,15 @@ const wxString& pathSeparators() {
 }  // namespace
 
 bool FileName::fileExists(const OdString& path) {
-  const wxString corrected = toWxCorrected(path);
-  return admits(corrected) && wxFileName::FileExists(corrected);
+  const std::wstring corrected = toWxCorrected(path).ToStdWstring();
+  return !corrected.empty() && files::NetworkPathGuard::instance().admits(corrected) &&
+         kindOf(corrected) == platform::EPathKind::eRegularFile;
 }
 
 bool FileName::dirExists(const OdString& path) {
-  const wxString corrected = toWxCorrected(path);
-  return admits(corrected) && wxFileName::DirExists(corrected);
+  const std::wstring corrected = toWxCorrected(path).ToStdWstring();
+  return !corrected.empty() && files::NetworkPathGuard::instance().admits(corrected) &&
+         kindOf(corrected) == platform::EPathKind::eDirectory;
 }
 
 bool FileName::isFileReadOnly(const OdString& path) {

@@ -7,6 +7,9 @@
 
 #include <wx/string.h>
 
+#include <string>
+#include <string_view>
+
 namespace ut::files {
 
 inline wxString toWx(const OdString& s) { return wxString(s.c_str(), static_cast<size_t>(s.getLength())); }
@@ -23,9 +26,12 @@ inline void correctInPlace(std::wstring& s) {
 }
 
 inline wxString toWxCorrected(const OdString& s) {
-  std::wstring text(s.c_str(), static_cast<size_t>(s.getLength()));
-  correctInPlace(text);
-  return wxString(text);
+  const std::wstring_view text(s.c_str(), static_cast<size_t>(s.getLength()));
+  // Most names need no correction: one copy, straight into the wxString.
+  if (text.find_first_of(L"\\|") == std::wstring_view::npos) return wxString(text.data(), text.size());
+  std::wstring corrected(text);
+  correctInPlace(corrected);
+  return wxString(corrected);
 }
 
 }  // namespace ut::files

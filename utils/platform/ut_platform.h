@@ -345,8 +345,14 @@ EPathKind pathKind(const std::string& path, int* systemError = nullptr);
 bool makePrivateFolders(const std::string& dir, std::string& error);
 
 // Creates the empty file `path` private to the user (0600) unless something
-// exists there already. True when it created the file.
-bool createPrivateFile(const std::string& path);
+// exists there already. True when it created the file; else false, with errno
+// in `systemError` when given (EEXIST when something was there).
+bool createPrivateFile(const std::string& path, int* systemError = nullptr);
+
+// A system error (errno) as users read it: "permission denied" for refused
+// access (EACCES, EPERM, a read-only file system), "disk full" for a full
+// disk or an exhausted quota, the system's own text for the rest; empty for 0.
+std::string describeSystemError(int systemError);
 
 // --- File and directory operations ---------------------------------------
 //

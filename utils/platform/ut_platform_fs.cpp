@@ -21,6 +21,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace ut::platform {
@@ -93,7 +94,10 @@ using MountList = std::vector<MountEntry>;
 
 // The kernel's mount table of this process, re-read only when the kernel
 // reports a change: poll() flags /proc/self/mountinfo with POLLPRI after every
-// mount or unmount, so a lookup costs one poll call.
+// mount or unmount, and the flag stays up until the table is read again. The
+// flag is asked at most every kPollIntervalMs: a poll costs as much as the
+// stat() an existence test makes, and a mount made a moment ago is seen that
+// much later, never missed.
 class MountTable {
  public:
   static MountTable& instance() {
@@ -109,7 +113,8 @@ class MountTable {
       m_fd.reset(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
       if (m_fd.get() < 0) return nullptr;
       reload();
-    } else {
+    } else if (const std::int64_t now = coarseMilliseconds(); now - m_polledAt >= kPollIntervalMs) {
+      m_polledAt = now;
       pollfd request{m_fd.get(), POLLPRI, 0};
       if (::poll(&request, 1, 0) > 0 && (request.revents & (POLLPRI | POLLERR))) reload();
     }
@@ -140,10 +145,21 @@ class MountTable {
     m_entries = std::make_shared<const MountList>(std::move(entries));
   }
 
+  static constexpr std::int64_t kPollIntervalMs = 50;
+
+  // The monotonic clock at the resolution of the scheduler tick, read
+  // without entering the kernel.
+  static std::int64_t coarseMilliseconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+  }
+
   std::mutex m_mutex;
   UniqueFd m_fd;
   std::shared_ptr<const MountList> m_entries;
   bool m_anyNetwork = false;
+  std::int64_t m_polledAt = 0;
 };
 
 // The mount an absolute, physical path lies on: the longest mount point that
@@ -367,11 +383,28 @@ bool makePrivateFolders(const std::string& dir, std::string& error) {
   return true;
 }
 
-bool createPrivateFile(const std::string& path) {
+bool createPrivateFile(const std::string& path, int* systemError) {
   const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (systemError) *systemError = fd < 0 ? errno : 0;
   if (fd < 0) return false;
   ::close(fd);
   return true;
+}
+
+std::string describeSystemError(int systemError) {
+  switch (systemError) {
+    case 0:
+      return std::string();
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return "permission denied";
+    case ENOSPC:
+    case EDQUOT:
+      return "disk full";
+    default:
+      return std::strerror(systemError);
+  }
 }
 
 // --- parsing -----------------------------------------------------------------------

@@ -62,6 +62,14 @@ bool RegStore::open() { return Store::instance().open(); }
 void RegStore::close() { Store::instance().close(); }
 wxString RegStore::lastError() { return regstore::lastError(); }
 int RegStore::schemaVersion() { return Store::instance().schemaVersion(); }
+bool RegStore::isDamaged() { return Store::instance().isDamaged(); }
+
+bool RegStore::check(std::vector<wxString>* problems) {
+  std::vector<wxString> found;
+  const bool sound = Store::instance().checkIntegrity(found);
+  if (problems) *problems = std::move(found);
+  return sound;
+}
 
 // --- RegTransaction --------------------------------------------------------------
 
@@ -77,7 +85,9 @@ RegTransaction::RegTransaction() : m_impl(std::make_unique<Impl>()) {
 
 RegTransaction::~RegTransaction() { rollback(); }
 
-bool RegTransaction::isActive() const { return m_impl->active && !m_impl->finished; }
+bool RegTransaction::isActive() const {
+  return m_impl->active && !m_impl->finished && !Store::instance().transactionDoomed();
+}
 
 bool RegTransaction::commit() {
   if (m_impl->finished) return false;

@@ -119,12 +119,31 @@ class Store {
   // (rollback, close, another file).
   std::uint64_t epoch() const { return m_epoch; }
 
+  // --- damage ----------------------------------------------------------------
+  // Whether this process has found the file damaged: a statement met a page
+  // that fails SQLite's checks (cell sizes are checked as pages are read), or
+  // checkIntegrity() found problems. What can be read still is; every write is
+  // refused, so that the damage does not spread. The mark stays until
+  // setFile() chooses a file again.
+  bool isDamaged();
+  // SQLite's full integrity check of the file. True when it is sound; else
+  // false with the problems found (at most 100) in `problems`, the store
+  // marked damaged and lastError() set; false with no problems when the check
+  // could not run (lastError() says why).
+  bool checkIntegrity(std::vector<wxString>& problems);
+  // Caps the file at `pages` database pages for this connection (SQLite's
+  // max_page_count): a write beyond fails as it does on a full disk. For tests.
+  bool setPageLimit(std::int64_t pages);
+
   // --- transactions (the caller holds mutex() from begin to commit/rollback)
   // Every begin, successful or not, is ended by one commit or rollback.
   bool beginTransaction();
   bool commitTransaction();
   void rollbackTransaction();
   int transactionDepth() const { return m_depth; }
+  // Whether the open transaction can no longer commit: a failure of the store
+  // (disk full, I/O, damage, permissions) or an inner rollback ended it.
+  bool transactionDoomed() const { return m_depth > 0 && m_doomed; }
 
   // --- keys ----------------------------------------------------------------
   // Resolves (and with create, creates) the key; eNotFound when it is absent.
@@ -180,6 +199,13 @@ class Store {
   bool exec(const char* sql, bool report = true);
   sqlite3_stmt* prepare(const char* sql);
   bool noteFailure(int rc, const wxString& what);
+  // noteFailure() for damage only: for statements whose other failures cost
+  // nothing but a missed prefetch.
+  void noteDamage(int rc, const wxString& what);
+  // The connection's last error as users read it: "disk full", "permission
+  // denied" or "the file is damaged" where SQLite's code says so, with
+  // SQLite's own text.
+  wxString failureReason() const;
   EStatus sqlError(int rc, const wxString& what) {
     noteFailure(rc, what);
     return EStatus::eError;
@@ -240,6 +266,7 @@ class Store {
   int m_depth = 0;
   bool m_doomed = false;
   wxString m_doomReason;
+  bool m_damaged = false;
   int m_schemaVersion = 0;
   int m_busyTimeoutMs = kBusyTimeoutMs;
   bool m_openWasBusy = false;  // the last open attempt failed on another process's lock

@@ -268,7 +268,9 @@ void Store::prefetchChildren(KeyId parent, const std::wstring& parentFolded,
     }
     noteCached(added);
     if (rc != SQLITE_DONE) {
-      // Half a prefetch is no snapshot: forget what it brought.
+      // Half a prefetch is no snapshot: forget what it brought. The listing
+      // itself went well, but damage found on the way is remembered.
+      noteDamage(rc, L"reading values");
       for (const KeyId child : filling) dropCachedKey(child);
       return;
     }
@@ -290,7 +292,10 @@ void Store::prefetchChildren(KeyId parent, const std::wstring& parentFolded,
         paths.emplace_back(it->second + L'\\' + q.name(3), q.integer(2));
       }
     }
-    if (rc != SQLITE_DONE) return;
+    if (rc != SQLITE_DONE) {
+      noteDamage(rc, L"listing keys");
+      return;
+    }
     for (const auto& entry : childPaths) {
       KeyCache& cache = m_valueCache[entry.first];
       cache.subkeys = std::move(lists[entry.first]);

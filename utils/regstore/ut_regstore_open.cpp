@@ -11,6 +11,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -42,22 +43,126 @@ Store::~Store() { closeConnection(); }
 
 void Store::fail(const wxString& what) { t_lastError = what; }
 
-void Store::failSql(const wxString& what) {
-  const char* msg = m_db ? sqlite3_errmsg(m_db) : "store not open";
-  fail(wxString::Format(L"Registry store \"%s\": %s failed: %s", m_openFile, what, wxString::FromUTF8(msg)));
+wxString Store::failureReason() const {
+  if (!m_db) return L"store not open";
+  const wxString message = wxString::FromUTF8(sqlite3_errmsg(m_db));
+  std::string plain;
+  switch (sqlite3_errcode(m_db)) {
+    case SQLITE_FULL:
+      plain = "disk full";
+      break;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      plain = "the file is damaged";
+      break;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      plain = "permission denied";
+      break;
+    case SQLITE_CANTOPEN:
+    case SQLITE_IOERR:
+      plain = platform::describeSystemError(sqlite3_system_errno(m_db));
+      break;
+    default:
+      break;
+  }
+  if (plain.empty() || wxString::FromUTF8(plain.c_str()) == message) return message;
+  return wxString::FromUTF8(plain.c_str()) + L" (" + message + L")";
 }
 
+void Store::failSql(const wxString& what) {
+  if (m_damaged) {
+    fail(
+        wxString::Format(L"Registry store \"%s\" is damaged: %s failed: %s; nothing more is written to it until it "
+                         L"is restored",
+                         m_openFile, what, failureReason()));
+    return;
+  }
+  fail(wxString::Format(L"Registry store \"%s\": %s failed: %s", m_openFile, what, failureReason()));
+}
+
+namespace {
+
+// Failures of the store itself rather than of one request: a transaction that
+// meets one cannot be completed.
+bool isStoreFailure(int rc) {
+  switch (rc & 0xFF) {
+    case SQLITE_FULL:
+    case SQLITE_IOERR:
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+    case SQLITE_CANTOPEN:
+    case SQLITE_NOMEM:
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
 bool Store::noteFailure(int rc, const wxString& what) {
-  (void)rc;
+  if ((rc & 0xFF) == SQLITE_CORRUPT || (rc & 0xFF) == SQLITE_NOTADB) m_damaged = true;
   failSql(what);
   // SQLite rolls the whole transaction back after some errors (I/O, full
-  // disk): what the caller's transaction wrote is gone, so it must fail.
-  if (m_depth > 0 && m_db && sqlite3_get_autocommit(m_db)) {
+  // disk), and after the others it could only commit part of what the caller
+  // asked for: either way the caller's transaction must fail.
+  if (m_depth > 0 && m_db && (sqlite3_get_autocommit(m_db) || isStoreFailure(rc)) && !m_doomed) {
     m_doomed = true;
-    m_doomReason = L"the transaction was rolled back after an error";
-    invalidateIds();
+    m_doomReason = L"the transaction was rolled back after an error (" + failureReason() + L")";
+    if (sqlite3_get_autocommit(m_db)) invalidateIds();
   }
   return false;
+}
+
+void Store::noteDamage(int rc, const wxString& what) {
+  if ((rc & 0xFF) == SQLITE_CORRUPT || (rc & 0xFF) == SQLITE_NOTADB) noteFailure(rc, what);
+}
+
+bool Store::isDamaged() {
+  std::lock_guard lock(m_mutex);
+  return m_damaged;
+}
+
+bool Store::checkIntegrity(std::vector<wxString>& problems) {
+  std::lock_guard lock(m_mutex);
+  problems.clear();
+  if (!ensureOpen()) return false;
+  constexpr int kMaxProblems = 100;
+  sqlite3_stmt* stmt = nullptr;
+  if (sqlite3_prepare_v2(m_db, "PRAGMA integrity_check(100)", -1, &stmt, nullptr) != SQLITE_OK) {
+    noteFailure(sqlite3_errcode(m_db), L"checking the file");
+    return false;
+  }
+  int rc;
+  while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+    const std::string line = text ? text : "";
+    if (line != "ok" && problems.size() < kMaxProblems) problems.push_back(wxString::FromUTF8(line.c_str()));
+  }
+  sqlite3_finalize(stmt);
+  if (rc != SQLITE_DONE) {
+    // A page too damaged to walk is damage too.
+    noteFailure(rc, L"checking the file");
+    if (m_damaged && problems.empty()) problems.push_back(failureReason());
+    return false;
+  }
+  if (problems.empty()) return true;
+  m_damaged = true;
+  fail(
+      wxString::Format(L"Registry store \"%s\" is damaged: %zu problems found; nothing more is written to it "
+                       L"until it is restored",
+                       m_openFile, problems.size()));
+  return false;
+}
+
+bool Store::setPageLimit(std::int64_t pages) {
+  std::lock_guard lock(m_mutex);
+  if (!ensureOpen()) return false;
+  const std::string sql = "PRAGMA max_page_count = " + std::to_string(pages);
+  return sqlite3_exec(m_db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
 wxString Store::defaultFile() {
@@ -77,6 +182,7 @@ bool Store::setFile(const wxString& path) {
   std::lock_guard lock(m_mutex);
   closeConnection();
   m_fileOverride = path;
+  m_damaged = false;
   if (!openConnection()) return false;
   clearLastError();
   return true;
@@ -156,6 +262,11 @@ bool Store::exec(const char* sql, bool report) {
 }
 
 bool Store::checkWritable() {
+  if (m_damaged) {
+    fail(wxString::Format(L"Registry store \"%s\" is damaged; nothing more is written to it until it is restored",
+                          m_openFile));
+    return false;
+  }
   if (!m_doomed) return true;
   fail(wxString::Format(L"Registry store \"%s\": %s; nothing more is written until it ends", m_openFile, m_doomReason));
   return false;
@@ -202,11 +313,16 @@ bool Store::tryOpenConnection() {
     case platform::EPathKind::eRegularFile:
     case platform::EPathKind::eInaccessible:  // SQLite says why
       break;
-    case platform::EPathKind::eMissing:
+    case platform::EPathKind::eMissing: {
       // A new store is private to the user; SQLite gives its WAL and shared
       // memory files the same permissions.
-      platform::createPrivateFile(native);
+      int error = 0;
+      if (!platform::createPrivateFile(native, &error) && error != EEXIST) {
+        return unusable(wxString::FromUTF8(platform::describeSystemError(error).c_str()) +
+                        L": the file cannot be created in its folder");
+      }
       break;
+    }
     default:
       return unusable(L"it is not a regular file");
   }
@@ -216,9 +332,12 @@ bool Store::tryOpenConnection() {
       sqlite3_open_v2(native.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   m_db = db;
   m_openFile = file;
-  if (rc != SQLITE_OK) return unusable(wxString::FromUTF8(db ? sqlite3_errmsg(db) : sqlite3_errstr(rc)));
+  if (rc != SQLITE_OK) return unusable(db ? failureReason() : wxString::FromUTF8(sqlite3_errstr(rc)));
   sqlite3_extended_result_codes(m_db, 1);
   sqlite3_busy_timeout(m_db, m_busyTimeoutMs);
+  // Pages whose cells do not fit them are reported as damage when read,
+  // rather than read as if the rows on them were missing.
+  sqlite3_exec(m_db, "PRAGMA cell_size_check = ON", nullptr, nullptr, nullptr);
 
   // Only reads until the file has proved to be ours (or empty): a file that
   // is not a store must stay exactly as it is.
@@ -238,7 +357,7 @@ bool Store::tryOpenConnection() {
     if (!query("SELECT count(*) FROM sqlite_schema", objects) || !query("PRAGMA application_id", appId) ||
         !query("PRAGMA user_version", version) ||
         !query("SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name IN ('keys', 'vals')", ourTables)) {
-      return unusable(wxString::FromUTF8(sqlite3_errmsg(m_db)));
+      return unusable(failureReason());
     }
   }
   const bool fresh = objects == 0 && appId == 0 && version == 0;
@@ -262,11 +381,9 @@ bool Store::tryOpenConnection() {
     Statement wal(*this, "PRAGMA journal_mode = WAL");
     walSet = wal && wal.step() == SQLITE_ROW;
   }
-  if (!walSet) return unusable(wxString::FromUTF8(sqlite3_errmsg(m_db)));
-  if (!exec("PRAGMA synchronous = NORMAL") || !exec("PRAGMA foreign_keys = ON")) {
-    return unusable(wxString::FromUTF8(sqlite3_errmsg(m_db)));
-  }
-  if (fresh && !initialiseSchema()) return unusable(wxString::FromUTF8(sqlite3_errmsg(m_db)));
+  if (!walSet) return unusable(failureReason());
+  if (!exec("PRAGMA synchronous = NORMAL") || !exec("PRAGMA foreign_keys = ON")) return unusable(failureReason());
+  if (fresh && !initialiseSchema()) return unusable(failureReason());
   invalidateIds();
   mapWalHeader();
   return true;
