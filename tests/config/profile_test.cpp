@@ -366,6 +366,27 @@ TEST_F(ProfileTest, ValuesOfOtherTypesSurviveExportAndImport) {
   EXPECT_EQ(data, (std::vector<std::uint8_t>{0x01}));
 }
 
+// Key and value names holding U+0000 (a UTF-16 export can carry them) are
+// imported and exported whole, not cut at the character (a value name cut to
+// nothing once stood for its own key).
+TEST_F(ProfileTest, NamesHoldingNulAreExportedWhole) {
+  const std::string source = (m_store.dir() / "nul.reg").string();
+  const std::string prefix = "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Nul";
+  std::ofstream(source, std::ios::binary)
+      << "Windows Registry Editor Version 5.00\r\n\r\n"
+      << prefix << "]\r\n"
+      << prefix << std::string("\\Config\\a\0b]\r\n", 14) << std::string("\"x\0y\"=\"text\"\r\n", 14)
+      << std::string("\"\0z\"=dword:00000001\r\n", 21);
+  ASSERT_TRUE(ut::importProfile(source, L"Nul", L""));
+  const std::string exported = (m_store.dir() / "exported.reg").string();
+  ASSERT_TRUE(ut::exportProfile(L"Nul", exported));
+  std::ifstream in(exported, std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_NE(text.find(std::string("\\Config\\a\0b]\r\n", 14)), std::string::npos);
+  EXPECT_NE(text.find(std::string("\"x\0y\"=\"text\"\r\n", 14)), std::string::npos);
+  EXPECT_NE(text.find(std::string("\"\0z\"=dword:00000001\r\n", 21)), std::string::npos);
+}
+
 TEST_F(ProfileTest, ExportFailuresGiveTheirMessagesOnlyWhenAsked) {
   fill(L"P");
   const std::string file = (m_store.dir() / "x.reg").string();
