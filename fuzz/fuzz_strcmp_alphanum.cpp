@@ -5,7 +5,7 @@
 
 #include <ut/ut_sorting.h>
 
-#include "../tests/sorting_reference.h"
+#include "../tests/text/sorting_reference.h"
 #include "fuzz_input.h"
 
 #include <clocale>

@@ -131,8 +131,8 @@ UT_EXPORT bool resetProfile(const wxString& name);
 // Writes a profile, as the tree holds it (unflushed changes included), to a
 // registry-export file that it replaces: its key line, its description as the
 // value "Description", then its groups. Values the tree carries without
-// reading them (binary data, multi-strings, wide numbers) are written as the
-// hex forms they came in. Failures, with the group exporter's words: "Bad
+// reading them (binary data, multi-strings, wide numbers, any other type
+// number) are written as the hex forms they came in. Failures, with the group exporter's words: "Bad
 // arguments", "Config group not found: %ls" (the profile's key path),
 // "Failed to open file %ls", "Failed to create file %ls", "Failed to write
 // to file %ls".

@@ -11,6 +11,7 @@
 #include <wx/buffer.h>
 
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -329,6 +330,61 @@ TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
   EXPECT_EQ(namesOf(*m_manager), names);
   long n = 0;
   EXPECT_TRUE(Config::read(eCfgConfig, L"Number", n) && n == 255);  // "Keep" untouched
+}
+
+// A value of a type the tree does not interpret (a link, a type number no
+// one defined) is exported in hex form, so that the export is still a
+// profile export and imports with the same type and bytes.
+TEST_F(ProfileTest, ValuesOfOtherTypesSurviveExportAndImport) {
+  const std::string source = (m_store.dir() / "other-types.reg").string();
+  std::ofstream(source, std::ios::binary)
+      << "Windows Registry Editor Version 5.00\r\n\r\n"
+         "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Odd]\r\n"
+         "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Odd\\Config]\r\n"
+         "\"Link\"=hex(6):61,00,62,00\r\n"
+         "\"Odd\"=hex(12345):01\r\n";
+  ASSERT_TRUE(ut::importProfile(source, L"Odd", L""));
+  const std::string exported = (m_store.dir() / "exported.reg").string();
+  ASSERT_TRUE(ut::exportProfile(L"Odd", exported));
+  std::ifstream in(exported, std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_NE(text.find("\"Link\"=hex(6):61,00,62,00\r\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\"Odd\"=hex(12345):01\r\n"), std::string::npos) << text;
+  EXPECT_EQ(text.find("Unknown type"), std::string::npos) << text;
+
+  ASSERT_TRUE(ut::importProfile(exported, L"Again", L""));
+  ASSERT_TRUE(Config::flush());
+  RegKey config(eCurrentUser, keyOf(L"Again\\Config"));
+  ASSERT_TRUE(config.open(eRead));
+  unsigned type = 0;
+  std::vector<std::uint8_t> data;
+  ASSERT_TRUE(config.queryRawValue(L"Link", type, data));
+  EXPECT_EQ(type, 6u);
+  EXPECT_EQ(data, (std::vector<std::uint8_t>{0x61, 0x00, 0x62, 0x00}));
+  ASSERT_TRUE(config.queryRawValue(L"Odd", type, data));
+  EXPECT_EQ(type, 0x12345u);
+  EXPECT_EQ(data, (std::vector<std::uint8_t>{0x01}));
+}
+
+// Key and value names holding U+0000 (a UTF-16 export can carry them) are
+// imported and exported whole, not cut at the character (a value name cut to
+// nothing once stood for its own key).
+TEST_F(ProfileTest, NamesHoldingNulAreExportedWhole) {
+  const std::string source = (m_store.dir() / "nul.reg").string();
+  const std::string prefix = "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Nul";
+  std::ofstream(source, std::ios::binary)
+      << "Windows Registry Editor Version 5.00\r\n\r\n"
+      << prefix << "]\r\n"
+      << prefix << std::string("\\Config\\a\0b]\r\n", 14) << std::string("\"x\0y\"=\"text\"\r\n", 14)
+      << std::string("\"\0z\"=dword:00000001\r\n", 21);
+  ASSERT_TRUE(ut::importProfile(source, L"Nul", L""));
+  const std::string exported = (m_store.dir() / "exported.reg").string();
+  ASSERT_TRUE(ut::exportProfile(L"Nul", exported));
+  std::ifstream in(exported, std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_NE(text.find(std::string("\\Config\\a\0b]\r\n", 14)), std::string::npos);
+  EXPECT_NE(text.find(std::string("\"x\0y\"=\"text\"\r\n", 14)), std::string::npos);
+  EXPECT_NE(text.find(std::string("\"\0z\"=dword:00000001\r\n", 21)), std::string::npos);
 }
 
 TEST_F(ProfileTest, ExportFailuresGiveTheirMessagesOnlyWhenAsked) {

@@ -89,3 +89,37 @@ TEST(RegFileReader, DecodesEveryFileEncoding) {
   EXPECT_EQ(decodeFile("\xE2\x82"), L"\u00e2\u0082");
   EXPECT_EQ(decodeFile(""), L"");
 }
+
+// Values of type numbers the writer does not interpret: the registry
+// exporter's placeholder line, or the hex form that reads back to the same
+// type and bytes, which profile exports use.
+TEST(RegFileWriter, OtherTypesAsPlaceholderOrHex) {
+  using ut::regfile::Writer;
+  const Bytes data = {0x61, 0x00, 0xff};
+  const struct {
+    unsigned type;
+    const wchar_t* placeholder;
+    const wchar_t* hex;
+  } cases[] = {
+      {6, L"[[Unknown type: 6]]\r\n", L"\"v\"=hex(6):61,00,ff\r\n"},
+      {0x12345, L"[[Unknown type: 74565]]\r\n", L"\"v\"=hex(12345):61,00,ff\r\n"},
+      {0xffffffff, L"[[Unknown type: 4294967295]]\r\n", L"\"v\"=hex(ffffffff):61,00,ff\r\n"},
+  };
+  const std::wstring head = L"Windows Registry Editor Version 5.00\r\n[HKEY_CURRENT_USER\\K]\r\n";
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.type);
+    Writer placeholder;
+    Writer hex(Writer::EOtherTypes::eHex);
+    for (Writer* w : {&placeholder, &hex}) {
+      w->key(L"HKEY_CURRENT_USER\\K");
+      w->value(L"v", c.type, data.data(), data.size());
+    }
+    EXPECT_EQ(placeholder.text(), head + c.placeholder);
+    EXPECT_EQ(hex.text(), head + c.hex);
+    const std::vector<Operation> ops = parseText(hex.text());
+    ASSERT_EQ(ops.size(), 2u);
+    EXPECT_EQ(ops[1].kind, Operation::eSetValue);
+    EXPECT_EQ(ops[1].type, c.type);
+    EXPECT_EQ(ops[1].data, data);
+  }
+}

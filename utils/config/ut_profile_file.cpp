@@ -46,7 +46,8 @@ void writeValue(regfile::Writer& writer, std::wstring_view name, const ConfigNod
     const auto bytes = regstore::encodeDword(static_cast<std::uint32_t>(number));
     writer.value(name, eRegDword, bytes.data(), bytes.size());
   } else if (node.getString(text)) {
-    const auto bytes = regstore::encodeUtf16le(std::wstring_view(text.c_str()), true);
+    const auto bytes =
+        regstore::encodeUtf16le(std::wstring_view(text.c_str(), static_cast<std::size_t>(text.getLength())), true);
     writer.value(name, eRegSz, bytes.data(), bytes.size());
   } else if (const ConfigValRaw* raw = node.rawValue()) {
     writer.value(name, raw->registryType(), raw->data().data(), raw->data().size());
@@ -59,8 +60,10 @@ void writeKey(regfile::Writer& writer, const std::wstring& keyName, const Config
               std::wstring_view ownName) {
   writer.key(keyName);
   writeValue(writer, ownName, key);
+  // By length: a stored name may hold U+0000.
   const auto leafOf = [&key](const ConfigNodeBase& child) {
-    return std::wstring(child.path().c_str() + key.path().getLength());
+    const int skip = key.path().getLength();
+    return std::wstring(child.path().c_str() + skip, static_cast<std::size_t>(child.path().getLength() - skip));
   };
   for (const ConfigNodePtr& child : key.children()) {
     if (isLiveNode(child) && !child->isContainerNode()) writeValue(writer, leafOf(*child), *child);
@@ -135,7 +138,7 @@ class ProfileReader {
     }
     std::wstring relative = path.substr(m_profileKey.size() + 1) + L'/';
     std::replace(relative.begin(), relative.end(), L'\\', L'/');
-    m_current = facade::descend(m_out.root, OdString(relative.c_str()), true);
+    m_current = facade::descend(m_out.root, OdString(relative), true);
     return m_current != nullptr;
   }
 
@@ -191,7 +194,7 @@ class ProfileReader {
       ++m_out.skipped;  // "/" separates levels in the tree
       return;
     }
-    ConfigNodePtr value = ConfigNode::createNode(m_current->path() + OdString(op.name.c_str()));
+    ConfigNodePtr value = ConfigNode::createNode(m_current->path() + OdString(op.name));
     assignRegistryValue(*value, op.type, op.data);
     m_current->addChild(std::move(value));
   }
@@ -251,7 +254,9 @@ class ProfileFileStorage : public ConfigStorageBase {
     name.trimRight(L'/');
     std::wstring keyName = profilesKeyName() + name.c_str();
     std::replace(keyName.begin(), keyName.end(), L'/', L'\\');
-    regfile::Writer writer;
+    // Every value in a form the profile import reads back, whatever its type:
+    // a placeholder line would make the file no profile export at all.
+    regfile::Writer writer(regfile::Writer::EOtherTypes::eHex);
     writeKey(writer, keyName, *node, kDescriptionValue);
     const bool existed = wxFileName::FileExists(m_fileName);
     switch (regfile::saveFile(m_fileName, writer)) {

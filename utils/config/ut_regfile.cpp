@@ -480,7 +480,7 @@ const wchar_t kHexDigits[] = L"0123456789abcdef";
 
 }  // namespace
 
-Writer::Writer() {
+Writer::Writer(EOtherTypes otherTypes) : m_otherTypes(otherTypes) {
   m_text.reserve(4096);
   m_text += kHeader;
   m_text += L"\r\n";
@@ -525,8 +525,8 @@ void Writer::value(std::wstring_view name, unsigned type, const std::uint8_t* da
     hexList(left + L"=hex:", data, size);
     return;
   }
-  if (type <= 4 || type == 7 || type == 11) {
-    wchar_t prefix[16];
+  if (type <= 4 || type == 7 || type == 11 || m_otherTypes == EOtherTypes::eHex) {
+    wchar_t prefix[16];  // "=hex(ffffffff):"
     std::swprintf(prefix, 16, L"=hex(%x):", type);
     hexList(left + prefix, data, size);
     return;

@@ -81,7 +81,14 @@ bool parse(std::wstring_view text, const std::function<void(const Operation&)>& 
 // mark when written out.
 class Writer {
  public:
-  Writer();
+  // What becomes of a value whose type number the writer does not interpret
+  // (see value()).
+  enum class EOtherTypes {
+    ePlaceholder,  // the "[[Unknown type: N]]" line of the registry exporter
+    eHex,          // "hex(N):" with the raw bytes, so that an import restores it
+  };
+
+  explicit Writer(EOtherTypes otherTypes = EOtherTypes::ePlaceholder);
 
   // "[fullName]", fullName being "HKEY_CURRENT_USER\Software\..." .
   void key(std::wstring_view fullName);
@@ -89,7 +96,8 @@ class Writer {
   // text, well-formed 32-bit numbers as "dword:", binary data as "hex:", the
   // other interpreted types (and ill-formed strings or numbers) as "hex(N):"
   // with their raw bytes; uninterpreted type numbers give an
-  // "[[Unknown type: N]]" line.
+  // "[[Unknown type: N]]" line, or "hex(N):" too when the writer was made
+  // with EOtherTypes::eHex.
   void value(std::wstring_view name, unsigned type, const std::uint8_t* data, std::size_t size);
 
   const std::wstring& text() const { return m_text; }
@@ -99,6 +107,7 @@ class Writer {
   void hexList(std::wstring_view prefix, const std::uint8_t* data, std::size_t size);
 
   std::wstring m_text;
+  EOtherTypes m_otherTypes;
 };
 
 // --- Files -------------------------------------------------------------------
