@@ -140,6 +140,18 @@ std::string shellQuote(const std::string& word) {
   return quoted + "'";
 }
 
+int processThreadCount() {
+  int n = 0;
+  std::error_code ec;
+  for (std::filesystem::directory_iterator it("/proc/self/task", ec), end; !ec && it != end; it.increment(ec)) ++n;
+  return n;
+}
+
+int threadBaseline() {
+  std::thread([] {}).join();
+  return processThreadCount();
+}
+
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& args,
                          const std::filesystem::path& scratch, const std::string& envPrefix, const std::string& input) {
   const auto in = scratch / "stdin";

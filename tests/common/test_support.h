@@ -81,6 +81,14 @@ class ChildProcess {
   std::optional<int> m_status;
 };
 
+// The threads of this process right now.
+int processThreadCount();
+// The process's thread count before a test starts threads of its own. A
+// sanitizer starts a helper thread at the process's first thread creation
+// and keeps it; one short-lived thread first makes that helper part of the
+// baseline, whichever test runs first.
+int threadBaseline();
+
 // Reads a whole file as bytes; empty when it cannot be read.
 std::string readFileBytes(const std::filesystem::path& file);
 // Writes bytes to a file, replacing it; false on failure.

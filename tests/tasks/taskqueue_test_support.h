@@ -5,6 +5,8 @@
 
 #include <ut/ut_tasks.h>
 
+#include "test_support.h"
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -128,22 +130,5 @@ class CountingTask : public ut::Task {
   std::size_t m_index;
   std::function<void(ut::TaskContext&)> m_work;
 };
-
-// Threads of this process right now.
-inline int processThreadCount() {
-  int n = 0;
-  std::error_code ec;
-  for (std::filesystem::directory_iterator it("/proc/self/task", ec), end; !ec && it != end; it.increment(ec)) ++n;
-  return n;
-}
-
-// The process's thread count before a test starts threads of its own. A
-// sanitizer starts a helper thread at the process's first thread creation
-// and keeps it; one short-lived thread first makes that helper part of the
-// baseline, whichever test runs first.
-inline int threadBaseline() {
-  std::thread([] {}).join();
-  return processThreadCount();
-}
 
 }  // namespace ut::test
