@@ -70,12 +70,20 @@ wxString Store::failureReason() const {
   return wxString::FromUTF8(plain.c_str()) + L" (" + message + L")";
 }
 
+namespace {
+
+// What every message about a damaged store ends with.
+constexpr const wchar_t* kNoMoreWrites = L"nothing more is written to it until it is restored";
+
+// Results that say the file itself is damaged.
+bool isDamage(int rc) { return (rc & 0xFF) == SQLITE_CORRUPT || (rc & 0xFF) == SQLITE_NOTADB; }
+
+}  // namespace
+
 void Store::failSql(const wxString& what) {
   if (m_damaged) {
-    fail(
-        wxString::Format(L"Registry store \"%s\" is damaged: %s failed: %s; nothing more is written to it until it "
-                         L"is restored",
-                         m_openFile, what, failureReason()));
+    fail(wxString::Format(L"Registry store \"%s\" is damaged: %s failed: %s; %s", m_openFile, what, failureReason(),
+                          kNoMoreWrites));
     return;
   }
   fail(wxString::Format(L"Registry store \"%s\": %s failed: %s", m_openFile, what, failureReason()));
@@ -104,7 +112,7 @@ bool isStoreFailure(int rc) {
 }  // namespace
 
 bool Store::noteFailure(int rc, const wxString& what) {
-  if ((rc & 0xFF) == SQLITE_CORRUPT || (rc & 0xFF) == SQLITE_NOTADB) m_damaged = true;
+  if (isDamage(rc)) m_damaged = true;
   failSql(what);
   // SQLite rolls the whole transaction back after some errors (I/O, full
   // disk), and after the others it could only commit part of what the caller
@@ -118,7 +126,7 @@ bool Store::noteFailure(int rc, const wxString& what) {
 }
 
 void Store::noteDamage(int rc, const wxString& what) {
-  if ((rc & 0xFF) == SQLITE_CORRUPT || (rc & 0xFF) == SQLITE_NOTADB) noteFailure(rc, what);
+  if (isDamage(rc)) noteFailure(rc, what);
 }
 
 bool Store::isDamaged() {
@@ -130,19 +138,15 @@ bool Store::checkIntegrity(std::vector<wxString>& problems) {
   std::lock_guard lock(m_mutex);
   problems.clear();
   if (!ensureOpen()) return false;
-  constexpr int kMaxProblems = 100;
-  sqlite3_stmt* stmt = nullptr;
-  if (sqlite3_prepare_v2(m_db, "PRAGMA integrity_check(100)", -1, &stmt, nullptr) != SQLITE_OK) {
-    noteFailure(sqlite3_errcode(m_db), L"checking the file");
-    return false;
-  }
   int rc;
-  while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
-    const std::string line = text ? text : "";
-    if (line != "ok" && problems.size() < kMaxProblems) problems.push_back(wxString::FromUTF8(line.c_str()));
+  {
+    // SQLite stops after the first 100 problems.
+    Statement q(*this, "PRAGMA integrity_check(100)");
+    if (!q) return false;
+    while ((rc = q.step()) == SQLITE_ROW) {
+      if (q.text(0) != "ok") problems.push_back(q.name(0));
+    }
   }
-  sqlite3_finalize(stmt);
   if (rc != SQLITE_DONE) {
     // A page too damaged to walk is damage too.
     noteFailure(rc, L"checking the file");
@@ -151,10 +155,8 @@ bool Store::checkIntegrity(std::vector<wxString>& problems) {
   }
   if (problems.empty()) return true;
   m_damaged = true;
-  fail(
-      wxString::Format(L"Registry store \"%s\" is damaged: %zu problems found; nothing more is written to it "
-                       L"until it is restored",
-                       m_openFile, problems.size()));
+  fail(wxString::Format(L"Registry store \"%s\" is damaged: %zu problems found; %s", m_openFile, problems.size(),
+                        kNoMoreWrites));
   return false;
 }
 
@@ -263,8 +265,7 @@ bool Store::exec(const char* sql, bool report) {
 
 bool Store::checkWritable() {
   if (m_damaged) {
-    fail(wxString::Format(L"Registry store \"%s\" is damaged; nothing more is written to it until it is restored",
-                          m_openFile));
+    fail(wxString::Format(L"Registry store \"%s\" is damaged; %s", m_openFile, kNoMoreWrites));
     return false;
   }
   if (!m_doomed) return true;
