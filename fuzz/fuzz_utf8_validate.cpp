@@ -1,6 +1,7 @@
 // isValidUTF8Encoding must agree with the plain one-byte-at-a-time checker on
 // every input, at every alignment and for every split of the input into
-// pieces fed one after the other (as files are read in chunks).
+// pieces fed one after the other (as files are read in chunks), with vector
+// blocks and with the tables alone.
 
 #include <ut/ut_textfile.h>
 
@@ -24,9 +25,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (ut::isValidUTF8Encoding(begin, length) != expected) std::abort();
 
   const std::size_t split = length == 0 ? 0 : (data[0] * 7u) % (length + 1);
-  ut::files::Utf8Validator pieces;
-  pieces.feed(begin, split);
-  pieces.feed(begin + split, length - split);
-  if (length >= 2 && pieces.accepting() != expected) std::abort();
+  for (const auto walk : {ut::files::Utf8Validator::Walk::eFastest, ut::files::Utf8Validator::Walk::eTables}) {
+    ut::files::Utf8Validator pieces(walk);
+    pieces.feed(begin, split);
+    pieces.feed(begin + split, length - split);
+    if (length >= 2 && pieces.accepting() != expected) std::abort();
+  }
   return 0;
 }

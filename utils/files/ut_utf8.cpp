@@ -1,6 +1,8 @@
 // The strict UTF-8 test: the classic byte-class and transition tables, walked
-// through rows packed so that one shift per byte advances the automaton, with
-// runs of plain ASCII skipped 16 bytes at a time while it accepts.
+// through rows packed so that one shift per byte advances the automaton. While
+// it accepts, long stretches go to the vector check (ut_utf8_vector.cpp) where
+// the processor has one, and runs of plain ASCII are skipped 16 bytes at a
+// time.
 
 #include <ut/ut_textfile.h>
 
@@ -183,6 +185,13 @@ void Utf8Validator::feed(const unsigned char* p, std::size_t size) {
   std::ptrdiff_t block = kDenseBlock;
   while (p != end) {
     if ((s & kStateMask) == 0) {
+      if (m_vector) {
+        p = validUtf8Prefix(p, end);
+        if (p == nullptr) {
+          s = kRejectState;
+          break;
+        }
+      }
       const unsigned char* const ascii = p;
       p = skipAscii(p, end);
       if (p == end) break;

@@ -15,8 +15,25 @@
 
 namespace ut::files {
 
+// Whether this processor runs validUtf8Prefix with vector instructions.
+bool vectorUtf8Available();
+
+// The vector part of the test, starting between characters at `p`: checks
+// whole 64-byte blocks and returns where the automaton is to go on (between
+// characters, at most 66 bytes before `end`), or null when the bytes are not
+// UTF-8. Returns `p` when fewer than 64 bytes remain or vectorUtf8Available()
+// is false.
+const unsigned char* validUtf8Prefix(const unsigned char* p, const unsigned char* end);
+
 class Utf8Validator {
  public:
+  // How the bytes are walked; every way gives the same results. eFastest uses
+  // the processor's vector instructions where it has AVX2; eTables walks the
+  // automaton alone (skipping plain ASCII), as processors without it do.
+  enum class Walk { eFastest, eTables };
+
+  explicit Utf8Validator(Walk walk = Walk::eFastest) : m_vector(walk == Walk::eFastest && vectorUtf8Available()) {}
+
   // Feeds the next bytes (none when `size` is 0; `data` may then be null).
   // Stops early once the input is rejected: later bytes cannot change that.
   void feed(const unsigned char* data, std::size_t size);
@@ -40,6 +57,7 @@ class Utf8Validator {
   // The state as a bit offset into the packed rows (index * kStateBits); only
   // the low six bits count.
   std::uint64_t m_state = 0;
+  bool m_vector;
 };
 
 // The whole strict test on a complete buffer: false for null data or fewer
