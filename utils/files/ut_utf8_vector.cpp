@@ -109,8 +109,9 @@ template <int n>
 [[gnu::target("avx2")]] __m256i blockFaults(__m256i block, __m256i before) {
   const __m256i before1 = bytesBefore<1>(block, before);
   const __m256i pairFaults = _mm256_and_si256(
-      _mm256_and_si256(_mm256_shuffle_epi8(inBothHalves(kEarlierHigh), highNibbles(before1)),
-                       _mm256_shuffle_epi8(inBothHalves(kEarlierLow), _mm256_and_si256(before1, _mm256_set1_epi8(0x0F)))),
+      _mm256_and_si256(
+          _mm256_shuffle_epi8(inBothHalves(kEarlierHigh), highNibbles(before1)),
+          _mm256_shuffle_epi8(inBothHalves(kEarlierLow), _mm256_and_si256(before1, _mm256_set1_epi8(0x0F)))),
       _mm256_shuffle_epi8(inBothHalves(kLaterHigh), highNibbles(block)));
   // The high bit is set where the byte two before is E0..FF or the byte three
   // before is F0..FF: there a continuation must follow a continuation.
@@ -123,10 +124,9 @@ template <int n>
 // Non-zero where the block ends inside a character: a lead byte among its last
 // three bytes with too few bytes after it.
 [[gnu::target("avx2")]] __m256i cutAtEnd(__m256i block) {
-  const __m256i largestComplete =
-      _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
-                       -1, -1, -1, -1, -1, static_cast<char>(0xF0 - 1), static_cast<char>(0xE0 - 1),
-                       static_cast<char>(0xC0 - 1));
+  const __m256i largestComplete = _mm256_setr_epi8(
+      -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+      -1, static_cast<char>(0xF0 - 1), static_cast<char>(0xE0 - 1), static_cast<char>(0xC0 - 1));
   return _mm256_subs_epu8(block, largestComplete);
 }
 
