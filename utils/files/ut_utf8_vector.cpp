@@ -164,8 +164,15 @@ template <int n>
 
 using PrefixFunction = const unsigned char* (*)(const unsigned char*, const unsigned char*);
 
+PrefixFunction choosePrefix() {
+  // The processor's features may be asked before the runtime's own
+  // constructors have run (a static initialiser reading a file).
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("avx2") ? validPrefixAvx2 : nullptr;
+}
+
 PrefixFunction vectorPrefix() {
-  static const PrefixFunction chosen = __builtin_cpu_supports("avx2") ? validPrefixAvx2 : nullptr;
+  static const PrefixFunction chosen = choosePrefix();
   return chosen;
 }
 
