@@ -3,6 +3,7 @@
 #include <ut/ut_reporter_message.h>
 #include <ut/ut_tracer.h>
 
+#include "../files/files_test_support.h"
 #include "test_support.h"
 
 #include <atomic>
@@ -12,7 +13,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -20,22 +20,7 @@
 
 namespace {
 
-// Sets or unsets an environment variable for one scope and restores the value
-// it had before.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : m_name(name) {
-    if (const char* old = std::getenv(name)) m_old = old;
-    value ? ::setenv(name, value, 1) : ::unsetenv(name);
-  }
-  ~ScopedEnv() { m_old ? ::setenv(m_name.c_str(), m_old->c_str(), 1) : ::unsetenv(m_name.c_str()); }
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
-
- private:
-  std::string m_name;
-  std::optional<std::string> m_old;
-};
+using ut::test::EnvOverride;
 
 // What the assertion callbacks saw, one entry per call.
 std::vector<std::string> g_asserts;
@@ -117,20 +102,20 @@ TEST_F(TracerTest, LevelAndAreaFromTheEnvironment) {
   const std::pair<const char*, int> levels[] = {
       {"  +7", 7}, {"4abc", 4}, {"abc", 0}, {"-2", -2}, {"99999999999999", INT_MAX}};
   for (const auto& [text, expected] : levels) {
-    const ScopedEnv level("TDM_LOG_LEVEL", text);
+    const EnvOverride level("TDM_LOG_LEVEL", text);
     m_tracer.setStreamName(nullptr);
     EXPECT_EQ(m_tracer.traceLevel(), expected) << text;
     m_tracer.freeStream();
   }
-  const ScopedEnv level("TDM_LOG_LEVEL", "1");
+  const EnvOverride level("TDM_LOG_LEVEL", "1");
   {
-    const ScopedEnv area("TDM_LOG_AREA", "6");
+    const EnvOverride area("TDM_LOG_AREA", "6");
     m_tracer.setStreamName(nullptr);
     EXPECT_TRUE(m_tracer.checkArea(2) && m_tracer.checkArea(4 | 8));
     EXPECT_FALSE(m_tracer.checkArea(1) || m_tracer.checkArea(0));
   }
   {
-    const ScopedEnv area("TDM_LOG_AREA", "-5");  // negative: mask 0, every area passes
+    const EnvOverride area("TDM_LOG_AREA", "-5");  // negative: mask 0, every area passes
     m_tracer.setStreamName(nullptr);
     EXPECT_TRUE(m_tracer.checkArea(0) && m_tracer.checkArea(0x40));
   }
@@ -143,7 +128,7 @@ TEST_F(TracerTest, LevelAndAreaFromTheEnvironment) {
 
   // An explicit level ignores the environment; a negative one stops before
   // the area is taken and opens nothing.
-  const ScopedEnv area("TDM_LOG_AREA", "1");
+  const EnvOverride area("TDM_LOG_AREA", "1");
   m_tracer.setStreamName(file("t.txt").c_str(), 4, -3);
   EXPECT_EQ(m_tracer.traceLevel(), 4);
   EXPECT_TRUE(m_tracer.isOpen() && m_tracer.checkArea(2));  // negative mask became 0

@@ -152,22 +152,16 @@ TEST(BinStreamShortRead, ThrowsZeroAndLeavesThePositionAtTheEnd) {
 
 TEST(BinStreamShortRead, EveryTypeThrowsOnAnEmptySource) {
   CIBinStreamImp in(nullptr, 100);
-  char c;
-  unsigned char uc;
-  short s;
-  unsigned short us;
-  int i;
-  unsigned int ui;
-  double d;
-  std::wstring w;
-  EXPECT_EQ(thrownBy(in, c), 0);
-  EXPECT_EQ(thrownBy(in, uc), 0);
-  EXPECT_EQ(thrownBy(in, s), 0);
-  EXPECT_EQ(thrownBy(in, us), 0);
-  EXPECT_EQ(thrownBy(in, i), 0);
-  EXPECT_EQ(thrownBy(in, ui), 0);
-  EXPECT_EQ(thrownBy(in, d), 0);
-  EXPECT_EQ(thrownBy(in, w), 0);
+  // Reads into a copy of `value`, so each call names the type it reads.
+  const auto thrownFor = [&in](auto value) { return thrownBy(in, value); };
+  EXPECT_EQ(thrownFor('c'), 0);
+  EXPECT_EQ(thrownFor(static_cast<unsigned char>(0)), 0);
+  EXPECT_EQ(thrownFor(static_cast<short>(0)), 0);
+  EXPECT_EQ(thrownFor(static_cast<unsigned short>(0)), 0);
+  EXPECT_EQ(thrownFor(0), 0);
+  EXPECT_EQ(thrownFor(0u), 0);
+  EXPECT_EQ(thrownFor(0.0), 0);
+  EXPECT_EQ(thrownFor(std::wstring()), 0);
 }
 
 TEST(BinStreamShortRead, BadStringCountsThrowWithoutAllocatingForThem) {

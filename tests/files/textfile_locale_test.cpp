@@ -13,43 +13,18 @@
 
 #include "../sdk/sdk_test_print.h"
 #include "../text/sorting_locales.h"
+#include "files_test_support.h"
 #include "test_support.h"
 
 #include <clocale>
-#include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <string>
 
 namespace {
 
 std::string currentLocale() { return std::setlocale(LC_ALL, nullptr); }
 
-// Sets or unsets an environment variable for the lifetime of the object.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : m_name(name) {
-    if (const char* old = std::getenv(name)) m_old = old;
-    if (value != nullptr) {
-      ::setenv(name, value, 1);
-    } else {
-      ::unsetenv(name);
-    }
-  }
-  ~ScopedEnv() {
-    if (m_old) {
-      ::setenv(m_name, m_old->c_str(), 1);
-    } else {
-      ::unsetenv(m_name);
-    }
-  }
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
-
- private:
-  const char* m_name;
-  std::optional<std::string> m_old;
-};
+using ut::test::EnvOverride;
 
 class TextFileLocaleFallbackTest : public ::testing::Test {
  protected:
@@ -84,10 +59,10 @@ class TextFileLocaleFallbackTest : public ::testing::Test {
   static bool s_haveUtf8;
 
   ut::test::TempDir m_dir;
-  ScopedEnv m_locpath{"LOCPATH", s_locales.c_str()};
-  ScopedEnv m_all{"LC_ALL", nullptr};
-  ScopedEnv m_messages{"LC_MESSAGES", nullptr};
-  ScopedEnv m_lang{"LANG", "de_DE.UTF-8"};
+  EnvOverride m_locpath{"LOCPATH", s_locales.string()};
+  EnvOverride m_all{"LC_ALL", std::nullopt};
+  EnvOverride m_messages{"LC_MESSAGES", std::nullopt};
+  EnvOverride m_lang{"LANG", "de_DE.UTF-8"};
 };
 
 std::filesystem::path TextFileLocaleFallbackTest::s_locales;
@@ -143,16 +118,16 @@ TEST_F(TextFileLocaleFallbackTest, TheReadersRestoreTheLocale) {
 }
 
 TEST_F(TextFileLocaleFallbackTest, LanguageTakenFromLcAllThenLcMessagesThenLang) {
-  ScopedEnv lang("LANG", "C");
+  EnvOverride lang("LANG", "C");
   {
-    ScopedEnv messages("LC_MESSAGES", "de_DE@euro");
+    EnvOverride messages("LC_MESSAGES", "de_DE@euro");
     ut::TextFile f(latin1File());
     EXPECT_TRUE(f.open(nullptr));
     EXPECT_EQ(f.encodingName(), L"de_DE.ISO-8859-1");
   }
   {
-    ScopedEnv all("LC_ALL", "POSIX");
-    ScopedEnv messages("LC_MESSAGES", "de_DE");
+    EnvOverride all("LC_ALL", "POSIX");
+    EnvOverride messages("LC_MESSAGES", "de_DE");
     ut::TextFile f(latin1File());
     EXPECT_FALSE(f.open(nullptr));
     EXPECT_FALSE(f.isOpened());
@@ -161,14 +136,14 @@ TEST_F(TextFileLocaleFallbackTest, LanguageTakenFromLcAllThenLcMessagesThenLang)
 
 TEST_F(TextFileLocaleFallbackTest, NoUsableLocaleLeavesTheFileUnreadAndTheLocaleUnchanged) {
   {
-    ScopedEnv lang("LANG", "xx_YY.UTF-8");  // a language without a locale
+    EnvOverride lang("LANG", "xx_YY.UTF-8");  // a language without a locale
     ut::TextFile f(latin1File());
     EXPECT_FALSE(f.open(nullptr));
     EXPECT_EQ(f.getLineCount(), 0u);
   }
   if (!s_haveUtf8) GTEST_SKIP() << "cannot compile the de_CH UTF-8 locale";
   // A locale that is accepted but cannot read the file is undone.
-  ScopedEnv lang("LANG", "de_CH");
+  EnvOverride lang("LANG", "de_CH");
   ut::TextFile f(latin1File());
   EXPECT_FALSE(f.open(nullptr));
   EXPECT_EQ(f.encodingSource(), ut::TextFile::eNotRead);
