@@ -2,42 +2,28 @@
 
 #include <gtest/gtest.h>
 
+#include "../files/files_test_support.h"
 #include "ut_platform.h"
 
 #include <clocale>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace {
 
-// The three variables the language comes from, set for one test and put back.
+// The three variables the language comes from, set (or, for null, unset) for
+// one test and put back.
 class LocaleEnvironment {
  public:
-  LocaleEnvironment(const char* all, const char* messages, const char* lang) {
-    for (const char* name : kNames) {
-      const char* value = std::getenv(name);
-      m_saved.push_back(value != nullptr ? std::optional<std::string>(value) : std::nullopt);
-    }
-    set("LC_ALL", all);
-    set("LC_MESSAGES", messages);
-    set("LANG", lang);
-  }
-  ~LocaleEnvironment() {
-    for (std::size_t i = 0; i < 3; ++i) set(kNames[i], m_saved[i] ? m_saved[i]->c_str() : nullptr);
-  }
+  LocaleEnvironment(const char* all, const char* messages, const char* lang)
+      : m_all("LC_ALL", value(all)), m_messages("LC_MESSAGES", value(messages)), m_lang("LANG", value(lang)) {}
 
  private:
-  static void set(const char* name, const char* value) {
-    if (value != nullptr) {
-      ::setenv(name, value, 1);
-    } else {
-      ::unsetenv(name);
-    }
-  }
-  static constexpr const char* kNames[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
-  std::vector<std::optional<std::string>> m_saved;
+  static std::optional<std::string> value(const char* v) { return v ? std::optional<std::string>(v) : std::nullopt; }
+  ut::test::EnvOverride m_all;
+  ut::test::EnvOverride m_messages;
+  ut::test::EnvOverride m_lang;
 };
 
 }  // namespace

@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+#include "../files/files_test_support.h"
+
 namespace ut::test {
 
 // A locale owned for the rest of the program (freed at exit).
@@ -63,17 +65,12 @@ inline locale_t generateLocale(const std::string& name, const std::string& sourc
   if (ec || fs::exists(dir, ec)) return nullptr;
   locale_t handle = nullptr;
   if (compileLocale(dir, name, source, charmap)) {
-    const char* oldPath = std::getenv("LOCPATH");
-    const std::string savedPath = oldPath != nullptr ? oldPath : "";
     const std::string savedLocale = setlocale(LC_ALL, nullptr);
-    ::setenv("LOCPATH", dir.c_str(), 1);
-    // Loaded through the global locale and copied from there: newlocale
-    // would keep a copy of LOCPATH for good, which leak checkers report.
-    if (setlocale(LC_ALL, name.c_str()) != nullptr) handle = duplocale(LC_GLOBAL_LOCALE);
-    if (oldPath != nullptr) {
-      ::setenv("LOCPATH", savedPath.c_str(), 1);
-    } else {
-      ::unsetenv("LOCPATH");
+    {
+      const EnvOverride path("LOCPATH", dir.string());
+      // Loaded through the global locale and copied from there: newlocale
+      // would keep a copy of LOCPATH for good, which leak checkers report.
+      if (setlocale(LC_ALL, name.c_str()) != nullptr) handle = duplocale(LC_GLOBAL_LOCALE);
     }
     setlocale(LC_ALL, savedLocale.c_str());
   }
