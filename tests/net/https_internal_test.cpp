@@ -17,12 +17,10 @@ TEST(HttpsCaBundleTest, CacertBesideTheProgramWhenItExists) {
   EXPECT_EQ(caBundleBeside(program), (dir / "cacert.pem").string());
   EXPECT_EQ(caBundleBeside(""), "");
   EXPECT_EQ(caBundleBeside("prog"), "");
-}
-
-TEST(HttpsCaBundleTest, FolderNamedCacertIsNoBundle) {
-  test::TempDir dir;
-  std::filesystem::create_directory(dir / "cacert.pem");
-  EXPECT_EQ(caBundleBeside((dir / "prog").string()), "");
+  // A folder of that name is no bundle.
+  test::TempDir other;
+  std::filesystem::create_directory(other / "cacert.pem");
+  EXPECT_EQ(caBundleBeside((other / "prog").string()), "");
 }
 
 TEST(HttpsDebugLogTest, CredentialHeadersAreRedacted) {

@@ -113,8 +113,9 @@ TEST(OAuthRefreshTest, FailuresBeforeAnyRequest) {
   EXPECT_EQ(service.getLoginType(), ELoginType::eRestored);
 }
 
-TEST_F(OAuthServiceTest, CodeWithPkceSignsInAPublicClient) {
+TEST_F(OAuthServiceTest, CodeWithPkceSignsInAPublicClientAndOnlyWithPkce) {
   OAuthService service = publicClient();
+  EXPECT_EQ(codeFor(service, false), "");  // the server sends the browser back with an error, not a code
   const std::string code = codeFor(service, true);
   ASSERT_FALSE(code.empty());
   EXPECT_TRUE(service.loginWithAuthorizationCode(code, "/token", true));
@@ -124,11 +125,6 @@ TEST_F(OAuthServiceTest, CodeWithPkceSignsInAPublicClient) {
   EXPECT_EQ(service.expiresIn(), 3600);
   EXPECT_EQ(json::parse(service.execute(resource(), false).m_body),
             json::parse(R"({"sub":"alice","client":"public"})"));
-}
-
-TEST_F(OAuthServiceTest, PublicClientWithoutPkceIsRefused) {
-  OAuthService service = publicClient();
-  EXPECT_EQ(codeFor(service, false), "");  // the server sends the browser back with an error, not a code
 }
 
 TEST_F(OAuthServiceTest, ConfidentialClientUsesTheCodeWithOrWithoutPkce) {

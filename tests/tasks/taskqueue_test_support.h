@@ -96,14 +96,11 @@ struct TaskLedger {
   std::vector<std::atomic<int>> runs;
   std::vector<std::atomic<int>> deletions;
 
-  int totalRuns() const {
+  int totalRuns() const { return total(runs); }
+  int totalDeletions() const { return total(deletions); }
+  static int total(const std::vector<std::atomic<int>>& counters) {
     int sum = 0;
-    for (const auto& r : runs) sum += r.load();
-    return sum;
-  }
-  int totalDeletions() const {
-    int sum = 0;
-    for (const auto& d : deletions) sum += d.load();
+    for (const auto& c : counters) sum += c.load();
     return sum;
   }
   // Tasks whose counter is not exactly `expected`.
