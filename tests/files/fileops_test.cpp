@@ -61,24 +61,38 @@ TEST(SearchPath, CleanupDropsEmptiesAndLaterDuplicates) {
   for (const Row& row : rows) EXPECT_EQ(utf8(cleanupSearchPath(row.input)), row.cleaned) << utf8(row.input);
 }
 
-TEST(SearchPath, AppendCountsTheSeparatorAgainstTheLimit) {
-  OdString sp = L"X;";
-  EXPECT_TRUE(addPathToSearchPath(sp, L"Y", 100));
-  EXPECT_EQ(utf8(sp), "X;Y");
-  OdString empty;
-  EXPECT_TRUE(addPathToSearchPath(empty, L"\\p", 2));
-  EXPECT_EQ(utf8(empty), "/p");
-
-  // "AB" + ";" + "CD" is 5 characters.
-  OdString atLimit = L"AB";
-  EXPECT_TRUE(addPathToSearchPath(atLimit, L"CD", 5));
-  EXPECT_EQ(utf8(atLimit), "AB;CD");
-  OdString pastLimit = L"AB";
-  EXPECT_FALSE(addPathToSearchPath(pastLimit, L"CD", 4));
-  EXPECT_EQ(utf8(pastLimit), "AB");
-  OdString noSeparator = L"AB;";
-  EXPECT_TRUE(addPathToSearchPath(noSeparator, L"CD", 5));
-  EXPECT_EQ(utf8(noSeparator), "AB;CD");
+TEST(SearchPath, AppendAndPrependCountTheirLengthsAgainstTheLimit) {
+  struct Case {
+    const char* what;
+    const wchar_t* searchPath;
+    const wchar_t* path;
+    bool prepend;
+    int limit;
+    bool result;
+    const char* after;
+  };
+  const Case cases[] = {
+      {"append after a separator", L"X;", L"Y", false, 100, true, "X;Y"},
+      {"append to nothing", L"", L"\\p", false, 2, true, "/p"},
+      // Appending counts the separator: "AB" + ";" + "CD" is 5 characters.
+      {"append at the limit", L"AB", L"CD", false, 5, true, "AB;CD"},
+      {"append past the limit", L"AB", L"CD", false, 4, false, "AB"},
+      {"append without a separator", L"AB;", L"CD", false, 5, true, "AB;CD"},
+      {"prepend to nothing", L"", L"Y", true, 1, true, "Y;"},
+      // Prepending counts an inserted separator as nothing, so "Y;A" fits 2.
+      {"prepend at the limit", L"A", L"Y", true, 2, true, "Y;A"},
+      {"prepend past the limit", L"A", L"Y", true, 1, false, "A"},
+      // The search path begins with ";": nothing inserted, yet 1 is counted.
+      {"prepend before a separator", L";A", L"Y", true, 4, true, "Y;A"},
+      {"prepend before a separator past the limit", L";A", L"Y", true, 3, false, ";A"},
+  };
+  for (const Case& c : cases) {
+    OdString sp = c.searchPath;
+    const bool result =
+        c.prepend ? prependPathToSearchPath(sp, c.path, false, c.limit) : addPathToSearchPath(sp, c.path, c.limit);
+    EXPECT_EQ(result, c.result) << c.what;
+    EXPECT_EQ(utf8(sp), c.after) << c.what;
+  }
 }
 
 TEST(SearchPath, AppendAndPrependLeaveHeldPathsAlone) {
@@ -91,28 +105,6 @@ TEST(SearchPath, AppendAndPrependLeaveHeldPathsAlone) {
   // A trailing separator makes another entry here.
   EXPECT_TRUE(addPathToSearchPath(sp, L"/one/", 100));
   EXPECT_EQ(utf8(sp), "/One;/two;/one/");
-}
-
-TEST(SearchPath, PrependKeepsItsOwnLengthAccounting) {
-  OdString empty;
-  EXPECT_TRUE(prependPathToSearchPath(empty, L"Y", false, 1));
-  EXPECT_EQ(utf8(empty), "Y;");
-
-  // A separator is inserted: counted as nothing, so "Y;A" fits a limit of 2.
-  OdString plain = L"A";
-  EXPECT_TRUE(prependPathToSearchPath(plain, L"Y", false, 2));
-  EXPECT_EQ(utf8(plain), "Y;A");
-  OdString plainPast = L"A";
-  EXPECT_FALSE(prependPathToSearchPath(plainPast, L"Y", false, 1));
-  EXPECT_EQ(utf8(plainPast), "A");
-
-  // The search path begins with ";": nothing inserted, yet 1 is counted.
-  OdString leading = L";A";
-  EXPECT_TRUE(prependPathToSearchPath(leading, L"Y", false, 4));
-  EXPECT_EQ(utf8(leading), "Y;A");
-  OdString leadingPast = L";A";
-  EXPECT_FALSE(prependPathToSearchPath(leadingPast, L"Y", false, 3));
-  EXPECT_EQ(utf8(leadingPast), ";A");
 }
 
 TEST(SearchPath, UnlimitedPrependStopsAt32767) {

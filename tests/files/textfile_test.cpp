@@ -325,12 +325,8 @@ TEST(TextFileNfgets, LinesEndAtLfAndDelAndCarriageReturnsVanish) {
       "x\r\ny\nab\x7F"
       "cd\n\nlast");
   wchar_t buffer[65];
-  EXPECT_STREQ(ut::nfgets(buffer, 64, s.file), L"x");
-  EXPECT_STREQ(ut::nfgets(buffer, 64, s.file), L"y");
-  EXPECT_STREQ(ut::nfgets(buffer, 64, s.file), L"ab");
-  EXPECT_STREQ(ut::nfgets(buffer, 64, s.file), L"cd");
-  EXPECT_STREQ(ut::nfgets(buffer, 64, s.file), L"");
-  EXPECT_STREQ(ut::nfgets(buffer, 64, s.file), L"last");
+  for (const wchar_t* line : {L"x", L"y", L"ab", L"cd", L"", L"last"})
+    EXPECT_STREQ(ut::nfgets(buffer, 64, s.file), line);
   EXPECT_EQ(ut::nfgets(buffer, 64, s.file), nullptr);
   EXPECT_EQ(ut::nfgets(buffer, 64, s.file), nullptr);
 }
