@@ -6,15 +6,16 @@
 
 #include <filesystem>
 #include <map>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "files_test_support.h"
 #include "test_support.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using ut::test::randomBytes;
 using ut::test::readFileBytes;
 using ut::test::runProgram;
 using ut::test::TempDir;
@@ -46,13 +47,6 @@ std::map<std::string, std::string> treeOf(const fs::path& root) {
   return tree;
 }
 
-std::string randomBytes(std::size_t n) {
-  std::mt19937 gen(42);
-  std::string s(n, '\0');
-  for (char& c : s) c = static_cast<char>(gen());
-  return s;
-}
-
 // The sample tree: nested folders, an empty folder, an empty file, a UTF-8
 // name, compressible and incompressible data.
 void makeSample(const fs::path& root) {
@@ -64,7 +58,7 @@ void makeSample(const fs::path& root) {
                      "\xc3\x9cnic\xc3\xb8"
                      "de \xe2\x82\xac.txt",
                  "euro");
-  writeFileBytes(root / "sub" / "deeper" / "random.bin", randomBytes(70000));
+  writeFileBytes(root / "sub" / "deeper" / "random.bin", randomBytes(70000, 42));
   writeFileBytes(root / "sub" / "deeper" / "text.txt", std::string(100000, 'a'));
 }
 

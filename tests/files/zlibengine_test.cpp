@@ -3,17 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "files_test_support.h"
 #include "test_support.h"
 
 namespace {
 
+using ut::test::randomBytes;
 using ut::test::readFileBytes;
 using ut::test::runProgram;
 using ut::test::TempDir;
@@ -33,13 +34,6 @@ class RecordingEngine : public ZlibEngine {
   }
   void status(const wchar_t* message) override { statuses.emplace_back(message); }
 };
-
-std::string randomBytes(std::size_t n, unsigned seed) {
-  std::mt19937 gen(seed);
-  std::string s(n, '\0');
-  for (char& c : s) c = static_cast<char>(gen());
-  return s;
-}
 
 std::string textBytes(std::size_t n) {
   static const std::string words = "the quick brown fox jumps over the lazy drawing layer ";
