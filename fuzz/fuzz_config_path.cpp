@@ -12,6 +12,7 @@
 
 #include <ut/ut_confignode.h>
 
+#include "fuzz_check.h"
 #include "fuzz_input.h"
 #include "ut_config_facade.h"
 
@@ -21,9 +22,7 @@
 
 namespace {
 
-void check(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using ut::fuzz::check;
 
 bool sameKey(const ut::ConfigNodePtr& node, const OdString& path) {
   return node && node->isContainerNode() && node->type() != ut::ConfigValBase::kNone &&

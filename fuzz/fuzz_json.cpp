@@ -8,6 +8,8 @@
 
 #include <ut/ut_json.h>
 
+#include "fuzz_check.h"
+
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -31,9 +33,7 @@ bool returns(F&& access) {
   }
 }
 
-void check(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using ut::fuzz::check;
 
 void visit(const ut::JsonValue& value, const ut::Context& context, int depth);
 

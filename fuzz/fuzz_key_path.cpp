@@ -17,6 +17,7 @@
 
 #include <ut/ut_regstore.h>
 
+#include "fuzz_check.h"
 #include "fuzz_input.h"
 #include "ut_platform.h"
 #include "ut_regstore_db.h"
@@ -31,9 +32,7 @@ namespace {
 
 using ut::regstore::KeyRef;
 
-void check(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using ut::fuzz::check;
 
 std::wstring join(const std::vector<std::wstring>& parts, wchar_t separator) {
   std::wstring out;

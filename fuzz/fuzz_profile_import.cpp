@@ -7,6 +7,7 @@
 #include <ut/ut_config.h>
 #include <ut/ut_profile.h>
 
+#include "fuzz_check.h"
 #include "fuzz_store.h"
 
 #include <cstdint>
@@ -15,9 +16,7 @@
 
 namespace {
 
-void check(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using ut::fuzz::check;
 
 }  // namespace
 

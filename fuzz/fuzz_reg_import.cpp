@@ -9,6 +9,7 @@
 #include <ut/ut_registry.h>
 #include <ut/ut_regstore.h>
 
+#include "fuzz_check.h"
 #include "fuzz_store.h"
 #include "ut_regfile.h"
 
@@ -21,9 +22,7 @@ namespace {
 constexpr ut::ERootKey kRoots[] = {ut::eClassesRoot, ut::eCurrentUser, ut::eLocalMachine, ut::eUsers,
                                    ut::eCurrentConfig};
 
-void check(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using ut::fuzz::check;
 
 // Removes every key and every value of the roots themselves.
 void emptyStore() {

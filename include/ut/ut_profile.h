@@ -132,10 +132,10 @@ UT_EXPORT bool resetProfile(const wxString& name);
 // registry-export file that it replaces: its key line, its description as the
 // value "Description", then its groups. Values the tree carries without
 // reading them (binary data, multi-strings, wide numbers, any other type
-// number) are written as the hex forms they came in. Failures, with the group exporter's words: "Bad
-// arguments", "Config group not found: %ls" (the profile's key path),
-// "Failed to open file %ls", "Failed to create file %ls", "Failed to write
-// to file %ls".
+// number) are written as the hex forms they came in. Failures, with the group
+// exporter's words: "Bad arguments", "Config group not found: %ls" (the
+// profile's key path), "Failed to open file %ls", "Failed to create file
+// %ls", "Failed to write to file %ls".
 UT_EXPORT bool exportProfile(const wxString& name, const wxString& fileName);
 // Reads a profile exported by exportProfile (or a registry export of one
 // profile key, UTF-16 or UTF-8) under a new name; an empty name takes the

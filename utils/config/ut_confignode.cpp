@@ -34,6 +34,16 @@ ConfigNodePtr findByKey(const ConfigNodeSet& set, const std::wstring& fullPath) 
   return it == set.end() ? nullptr : *it;
 }
 
+// The child of `set` called `name` (a key, whose path ends in "/", when
+// `key`) one level below `parentPath`, ignoring case, by collation key;
+// `scratch` receives the child's full path.
+ConfigNodePtr findByName(const ConfigNodeSet& set, std::wstring_view parentPath, std::wstring_view name, bool key,
+                         std::wstring& scratch) {
+  scratch.assign(parentPath).append(name);
+  if (key) scratch.push_back(L'/');
+  return findByKey(set, scratch);
+}
+
 // Index names are at most this long; longer ones are looked up by key.
 constexpr std::size_t kMaxIndexedName = 255;
 using NameBuffer = std::array<char, kMaxIndexedName + 1>;
@@ -272,9 +282,7 @@ ConfigNodePtr ConfigContainerNode::childAt(const OdString& relativePath) const {
   const auto find = [&level, &scratch](std::wstring_view name, bool key) -> ConfigNodePtr {
     if (const ConfigContainerNode* owner = level->childOwner()) return owner->findChild(name, key, scratch);
     // Nodes of kinds made outside this library have no index.
-    scratch.assign(view(level->path())).append(name);
-    if (key) scratch.push_back(L'/');
-    return findByKey(level->children(), scratch);
+    return findByName(level->children(), view(level->path()), name, key, scratch);
   };
   while (true) {
     const std::size_t slash = rest.find(L'/');
@@ -304,9 +312,7 @@ ConfigNodePtr ConfigContainerNode::findChild(std::wstring_view name, bool key, s
       return it == m_asciiNames.end() ? nullptr : *it->second;
     }
   }
-  scratch.assign(view(m_path)).append(name);
-  if (key) scratch.push_back(L'/');
-  return findByKey(m_children, scratch);
+  return findByName(m_children, view(m_path), name, key, scratch);
 }
 
 void ConfigContainerNode::insertChild(ConfigNodePtr child) {

@@ -25,10 +25,16 @@ bool admits(const wxString& corrected, OdString* message = nullptr) {
   return files::NetworkPathGuard::instance().admits(corrected.ToStdWstring(), message);
 }
 
-// What a corrected name stands for on the system, asked with its UTF-8 bytes
-// as every path the library hands to the system (the C library's locale does
-// not decide how a name is spelt on disk). Symbolic links are followed.
-platform::EPathKind kindOf(const std::wstring& corrected) { return platform::pathKind(platform::toUtf8(corrected)); }
+// Whether `path`, corrected, is admitted by the network guard and names
+// something of `kind` on the system. The name goes to the system as UTF-8
+// bytes, as every path the library hands it (the C library's locale does not
+// decide how a name is spelt on disk); symbolic links are followed.
+bool existsAs(const OdString& path, platform::EPathKind kind) {
+  std::wstring corrected(path.c_str(), static_cast<std::size_t>(path.getLength()));
+  files::correctInPlace(corrected);
+  return !corrected.empty() && files::NetworkPathGuard::instance().admits(corrected) &&
+         platform::pathKind(platform::toUtf8(corrected)) == kind;
+}
 
 // The separators that end a directory in getTempDir, computed once.
 const wxString& pathSeparators() {
@@ -38,17 +44,9 @@ const wxString& pathSeparators() {
 
 }  // namespace
 
-bool FileName::fileExists(const OdString& path) {
-  const std::wstring corrected = toWxCorrected(path).ToStdWstring();
-  return !corrected.empty() && files::NetworkPathGuard::instance().admits(corrected) &&
-         kindOf(corrected) == platform::EPathKind::eRegularFile;
-}
+bool FileName::fileExists(const OdString& path) { return existsAs(path, platform::EPathKind::eRegularFile); }
 
-bool FileName::dirExists(const OdString& path) {
-  const std::wstring corrected = toWxCorrected(path).ToStdWstring();
-  return !corrected.empty() && files::NetworkPathGuard::instance().admits(corrected) &&
-         kindOf(corrected) == platform::EPathKind::eDirectory;
-}
+bool FileName::dirExists(const OdString& path) { return existsAs(path, platform::EPathKind::eDirectory); }
 
 bool FileName::isFileReadOnly(const OdString& path) {
   const wxString corrected = toWxCorrected(path);

@@ -5,14 +5,14 @@
 
 #include <unicode/coleitr.h>
 #include <unicode/coll.h>
-#include <unicode/tblcoll.h>
-#include <unicode/uniset.h>
-#include <unicode/usetiter.h>
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
+#include <unicode/tblcoll.h>
 #include <unicode/uchar.h>
 #include <unicode/ucol.h>
+#include <unicode/uniset.h>
 #include <unicode/unistr.h>
+#include <unicode/usetiter.h>
 #include <unicode/ustring.h>
 #include <unicode/utypes.h>
 
@@ -21,7 +21,7 @@
 #include <cstring>
 #include <cwchar>
 #include <limits>
-#include <map>
+#include <set>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -251,19 +251,20 @@ bool checkAsciiFolding(const icu::Collator* anyCollator) {
   for (icu::UnicodeSetIterator it(contractions); it.next();) {
     if (it.isString() && ascii.containsAll(it.getString())) return false;
   }
-  std::map<std::pair<int32_t, int32_t>, wchar_t> owner;  // element -> the folded character that has it
+  // Each character has one element. A capital letter must share its small
+  // letter's, or a-z folding would find names the collation tells apart; any
+  // two other characters must differ, or it would tell apart names the
+  // collation finds equal.
+  std::set<std::pair<int32_t, int32_t>> seen;
   for (char16_t c = 0x20; c <= 0x7E; ++c) {
     const auto element = onlyElement(*collator, c);
     if (!element) return false;
-    const wchar_t folded = asciiLower(static_cast<wchar_t>(c));
-    const auto [it, fresh] = owner.emplace(*element, folded);
-    if (!fresh && it->second != folded) return false;
-  }
-  // Upper and lower case of one letter must meet in one element at this
-  // strength, or a-z folding would find names the collation tells apart.
-  std::map<wchar_t, std::pair<int32_t, int32_t>> byFolded;
-  for (const auto& [element, folded] : owner) {
-    if (!byFolded.emplace(folded, element).second) return false;
+    const auto folded = static_cast<char16_t>(asciiLower(static_cast<wchar_t>(c)));
+    if (folded != c) {
+      if (onlyElement(*collator, folded) != element) return false;
+    } else if (!seen.insert(*element).second) {
+      return false;
+    }
   }
   return true;
 }

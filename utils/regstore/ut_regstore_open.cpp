@@ -27,69 +27,11 @@ std::string nativePath(const wxString& file) {
   return buf.data() ? std::string(buf.data()) : std::string();
 }
 
-}  // namespace
-
-wxString lastError() { return t_lastError; }
-void clearLastError() { t_lastError.clear(); }
-
-// --- the store ---------------------------------------------------------------
-
-Store& Store::instance() {
-  static Store store;
-  return store;
-}
-
-Store::~Store() { closeConnection(); }
-
-void Store::fail(const wxString& what) { t_lastError = what; }
-
-wxString Store::failureReason() const {
-  if (!m_db) return L"store not open";
-  const wxString message = wxString::FromUTF8(sqlite3_errmsg(m_db));
-  std::string plain;
-  switch (sqlite3_errcode(m_db)) {
-    case SQLITE_FULL:
-      plain = "disk full";
-      break;
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-      plain = "the file is damaged";
-      break;
-    case SQLITE_READONLY:
-    case SQLITE_PERM:
-      plain = "permission denied";
-      break;
-    case SQLITE_CANTOPEN:
-    case SQLITE_IOERR:
-      plain = platform::describeSystemError(sqlite3_system_errno(m_db));
-      break;
-    default:
-      break;
-  }
-  if (plain.empty() || wxString::FromUTF8(plain.c_str()) == message) return message;
-  return wxString::FromUTF8(plain.c_str()) + L" (" + message + L")";
-}
-
-namespace {
-
 // What every message about a damaged store ends with.
 constexpr const wchar_t* kNoMoreWrites = L"nothing more is written to it until it is restored";
 
 // Results that say the file itself is damaged.
 bool isDamage(int rc) { return (rc & 0xFF) == SQLITE_CORRUPT || (rc & 0xFF) == SQLITE_NOTADB; }
-
-}  // namespace
-
-void Store::failSql(const wxString& what) {
-  if (m_damaged) {
-    fail(wxString::Format(L"Registry store \"%s\" is damaged: %s failed: %s; %s", m_openFile, what, failureReason(),
-                          kNoMoreWrites));
-    return;
-  }
-  fail(wxString::Format(L"Registry store \"%s\": %s failed: %s", m_openFile, what, failureReason()));
-}
-
-namespace {
 
 // Failures of the store itself rather than of one request: a transaction that
 // meets one cannot be completed.
@@ -110,6 +52,56 @@ bool isStoreFailure(int rc) {
 }
 
 }  // namespace
+
+wxString lastError() { return t_lastError; }
+void clearLastError() { t_lastError.clear(); }
+
+// --- the store ---------------------------------------------------------------
+
+Store& Store::instance() {
+  static Store store;
+  return store;
+}
+
+Store::~Store() { closeConnection(); }
+
+void Store::fail(const wxString& what) { t_lastError = what; }
+
+wxString Store::failureReason() const {
+  if (!m_db) return L"store not open";
+  const wxString message = wxString::FromUTF8(sqlite3_errmsg(m_db));
+  wxString plain;
+  switch (sqlite3_errcode(m_db)) {
+    case SQLITE_FULL:
+      plain = L"disk full";
+      break;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      plain = L"the file is damaged";
+      break;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      plain = L"permission denied";
+      break;
+    case SQLITE_CANTOPEN:
+    case SQLITE_IOERR:
+      plain = wxString::FromUTF8(platform::describeSystemError(sqlite3_system_errno(m_db)).c_str());
+      break;
+    default:
+      break;
+  }
+  if (plain.empty() || plain == message) return message;
+  return plain + L" (" + message + L")";
+}
+
+void Store::failSql(const wxString& what) {
+  if (m_damaged) {
+    fail(wxString::Format(L"Registry store \"%s\" is damaged: %s failed: %s; %s", m_openFile, what, failureReason(),
+                          kNoMoreWrites));
+    return;
+  }
+  fail(wxString::Format(L"Registry store \"%s\": %s failed: %s", m_openFile, what, failureReason()));
+}
 
 bool Store::noteFailure(int rc, const wxString& what) {
   if (isDamage(rc)) m_damaged = true;
@@ -164,7 +156,7 @@ bool Store::setPageLimit(std::int64_t pages) {
   std::lock_guard lock(m_mutex);
   if (!ensureOpen()) return false;
   const std::string sql = "PRAGMA max_page_count = " + std::to_string(pages);
-  return sqlite3_exec(m_db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+  return exec(sql.c_str(), false);
 }
 
 wxString Store::defaultFile() {
