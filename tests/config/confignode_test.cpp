@@ -284,9 +284,7 @@ TEST(ConfigContainerNode, AsciiLookupsFallBackWhenAnotherNameCouldMatch) {
   const ConfigNodePtr ligature = ConfigNode::createNode(L"R/ĳ");
   const ConfigNodePtr joined = ConfigNode::createNode(L"R/a\u200Bb/");
   const ConfigNodePtr plain = ConfigNode::createNode(L"R/plain");
-  root->addChild(ligature);
-  root->addChild(joined);
-  root->addChild(plain);
+  for (const auto& child : {ligature, joined, plain}) root->addChild(child);
   EXPECT_EQ(root->childAt(L"IJ"), ligature);
   EXPECT_EQ(root->childAt(L"AB"), joined);
   EXPECT_EQ(root->childAt(L"Plain"), plain);

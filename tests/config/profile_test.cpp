@@ -10,8 +10,6 @@
 #include <wx/arrstr.h>
 #include <wx/buffer.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -22,6 +20,10 @@ using test::sameContent;
 using test::str;
 
 namespace {
+
+// The start of a registry-export file, and of a profile's key line in it.
+const std::string kHeader = "Windows Registry Editor Version 5.00\r\n\r\n";
+const std::string kProfileKey = "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\";
 
 std::vector<std::wstring> namesOf(ProfileManagerBase& m) {
   OdArray<OdString> names;
@@ -60,6 +62,13 @@ class ProfileTest : public ::testing::Test {
                 Config::writeString(eCfgPlot, L"Plotter", L"pdf") &&
                 Config::writeLong(eCfgToolbars, L"Deep/Er/Value", 0xffffffffL) &&
                 Config::setProfileDescription(name, L"described"));
+  }
+
+  // Writes `text` to a file of the test's folder and answers its path.
+  std::string writeFile(const char* name, const std::string& text) const {
+    const std::string path = (m_store.dir() / name).string();
+    EXPECT_TRUE(test::writeFileBytes(path, text)) << name;
+    return path;
   }
 
   test::TempStore m_store;
@@ -173,6 +182,7 @@ TEST_F(ProfileTest, RenameRefusesAnExistingTargetAndMovesCurProfile) {
 }
 
 TEST_F(ProfileTest, ResetAndDeleteReachTheStore) {
+  fill(L"Other");
   fill(L"R");
   fill(L"Gone");
   ASSERT_TRUE(m_manager->flush());
@@ -181,12 +191,27 @@ TEST_F(ProfileTest, ResetAndDeleteReachTheStore) {
   ASSERT_TRUE(m_manager->flush());
   EXPECT_TRUE(storeHasKey(L"R"));
   EXPECT_FALSE(storeHasKey(L"R\\Config"));
-  // A deletion reaches the store at once, without a flush.
-  ASSERT_TRUE(m_manager->deleteProfile(L"GONE"));
+  // A deletion reaches the store at once, without a flush; deleting another
+  // profile keeps the current one and the record that names it.
+  ASSERT_TRUE(m_manager->deleteProfile(L"Other"));
+  EXPECT_FALSE(storeHasKey(L"Other"));
+  ASSERT_TRUE(m_manager->flush());
+  wxString recorded;
+  EXPECT_TRUE(storeValue(L"", L"CurProfile", recorded));
+  EXPECT_EQ(recorded, L"Gone");
+  // Deleting the current profile also drops that record, so that the next use
+  // of a profile group cannot bring it back under that name.
+  ASSERT_TRUE(m_manager->deleteProfile(L"GONE"));  // names ignore case
   EXPECT_FALSE(storeHasKey(L"Gone"));
   EXPECT_TRUE(storeHasKey(L"R"));
   EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
+  ASSERT_TRUE(m_manager->flush());
+  EXPECT_FALSE(storeValue(L"", L"CurProfile", recorded)) << recorded;
   EXPECT_TRUE(m_manager->deleteProfile(L"NeverWas"));  // created, then deleted
+  EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"R"});
+
+  m_manager = std::make_unique<ProfileManagerBase>();
+  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
   EXPECT_EQ(namesOf(*m_manager), std::vector<std::wstring>{L"R"});
 }
 
@@ -303,9 +328,8 @@ TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
   EXPECT_EQ(log.messages(),
             std::vector<std::wstring>{L"File not found: \"" + wxString(missing).ToStdWstring() + L"\""});
 
-  const auto refused = [&](const char* name, const char* text) {
-    const std::string path = (m_store.dir() / name).string();
-    std::ofstream(path, std::ios::binary) << text;
+  const auto refused = [&](const char* name, const std::string& text) {
+    const std::string path = writeFile(name, text);
     log.clear();
     EXPECT_FALSE(ut::importProfile(path, L"Keep", L"")) << name;
     EXPECT_EQ(log.messages(), std::vector<std::wstring>{L"File \"" + wxString(path).ToStdWstring() +
@@ -313,19 +337,10 @@ TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
         << name;
   };
   refused("text.reg", "just some text\r\n");
-  refused("other-key.reg",
-          "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\Other]\r\n\"a\"=\"b\"\r\n");
-  refused("machine.reg",
-          "Windows Registry Editor Version "
-          "5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n");
-  refused("two.reg",
-          "Windows Registry Editor Version "
-          "5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
-          "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Q\\Config]\r\n");
-  refused("delete.reg",
-          "Windows Registry Editor Version "
-          "5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n"
-          "\"x\"=-\r\n");
+  refused("other-key.reg", kHeader + "[HKEY_CURRENT_USER\\Software\\Other]\r\n\"a\"=\"b\"\r\n");
+  refused("machine.reg", kHeader + "[HKEY_LOCAL_MACHINE\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\P]\r\n");
+  refused("two.reg", kHeader + kProfileKey + "P]\r\n" + kProfileKey + "Q\\Config]\r\n");
+  refused("delete.reg", kHeader + kProfileKey + "P]\r\n\"x\"=-\r\n");
   refused("empty.reg", "");
   EXPECT_EQ(namesOf(*m_manager), names);
   long n = 0;
@@ -336,18 +351,13 @@ TEST_F(ProfileTest, FilesOfAnotherShapeAreRefusedAndChangeNothing) {
 // one defined) is exported in hex form, so that the export is still a
 // profile export and imports with the same type and bytes.
 TEST_F(ProfileTest, ValuesOfOtherTypesSurviveExportAndImport) {
-  const std::string source = (m_store.dir() / "other-types.reg").string();
-  std::ofstream(source, std::ios::binary)
-      << "Windows Registry Editor Version 5.00\r\n\r\n"
-         "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Odd]\r\n"
-         "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Odd\\Config]\r\n"
-         "\"Link\"=hex(6):61,00,62,00\r\n"
-         "\"Odd\"=hex(12345):01\r\n";
+  const std::string source = writeFile("other-types.reg", kHeader + kProfileKey + "Odd]\r\n" + kProfileKey +
+                                                              "Odd\\Config]\r\n\"Link\"=hex(6):61,00,62,00\r\n"
+                                                              "\"Odd\"=hex(12345):01\r\n");
   ASSERT_TRUE(ut::importProfile(source, L"Odd", L""));
   const std::string exported = (m_store.dir() / "exported.reg").string();
   ASSERT_TRUE(ut::exportProfile(L"Odd", exported));
-  std::ifstream in(exported, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string text = test::readFileBytes(exported);
   EXPECT_NE(text.find("\"Link\"=hex(6):61,00,62,00\r\n"), std::string::npos) << text;
   EXPECT_NE(text.find("\"Odd\"=hex(12345):01\r\n"), std::string::npos) << text;
   EXPECT_EQ(text.find("Unknown type"), std::string::npos) << text;
@@ -370,18 +380,13 @@ TEST_F(ProfileTest, ValuesOfOtherTypesSurviveExportAndImport) {
 // imported and exported whole, not cut at the character (a value name cut to
 // nothing once stood for its own key).
 TEST_F(ProfileTest, NamesHoldingNulAreExportedWhole) {
-  const std::string source = (m_store.dir() / "nul.reg").string();
-  const std::string prefix = "[HKEY_CURRENT_USER\\Software\\TVCAD\\TVCAD\\V25\\en_US\\Profiles\\Nul";
-  std::ofstream(source, std::ios::binary)
-      << "Windows Registry Editor Version 5.00\r\n\r\n"
-      << prefix << "]\r\n"
-      << prefix << std::string("\\Config\\a\0b]\r\n", 14) << std::string("\"x\0y\"=\"text\"\r\n", 14)
-      << std::string("\"\0z\"=dword:00000001\r\n", 21);
+  const std::string source = writeFile(
+      "nul.reg", kHeader + kProfileKey + "Nul]\r\n" + kProfileKey + "Nul" + std::string("\\Config\\a\0b]\r\n", 14) +
+                     std::string("\"x\0y\"=\"text\"\r\n", 14) + std::string("\"\0z\"=dword:00000001\r\n", 21));
   ASSERT_TRUE(ut::importProfile(source, L"Nul", L""));
   const std::string exported = (m_store.dir() / "exported.reg").string();
   ASSERT_TRUE(ut::exportProfile(L"Nul", exported));
-  std::ifstream in(exported, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string text = test::readFileBytes(exported);
   EXPECT_NE(text.find(std::string("\\Config\\a\0b]\r\n", 14)), std::string::npos);
   EXPECT_NE(text.find(std::string("\"x\0y\"=\"text\"\r\n", 14)), std::string::npos);
   EXPECT_NE(text.find(std::string("\"\0z\"=dword:00000001\r\n", 21)), std::string::npos);
@@ -404,35 +409,4 @@ TEST_F(ProfileTest, ExportFailuresGiveTheirMessagesOnlyWhenAsked) {
     EXPECT_TRUE(log.messages().empty()) << wxString(message);
   }
   EXPECT_FALSE(m_manager->getProfileNode(L"Missing", false));  // export never creates
-}
-
-// Deleting the current profile also drops the record that names it, so that
-// the next use of a profile group cannot bring it back under that name.
-TEST_F(ProfileTest, DeletingTheCurrentProfileForgetsItsName) {
-  fill(L"Gone");
-  ASSERT_TRUE(m_manager->flush());
-  wxString recorded;
-  ASSERT_TRUE(storeValue(L"", L"CurProfile", recorded));
-  ASSERT_EQ(recorded, L"Gone");
-
-  ASSERT_TRUE(m_manager->deleteProfile(L"gone"));  // names ignore case
-  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
-  ASSERT_TRUE(m_manager->flush());
-  EXPECT_FALSE(storeValue(L"", L"CurProfile", recorded)) << recorded;
-  EXPECT_FALSE(storeHasKey(L"Gone"));
-
-  m_manager = std::make_unique<ProfileManagerBase>();
-  EXPECT_TRUE(m_manager->currentProfileName().isEmpty());
-  EXPECT_TRUE(namesOf(*m_manager).empty());
-}
-
-TEST_F(ProfileTest, DeletingAnotherProfileKeepsTheCurrentOne) {
-  fill(L"Other");
-  fill(L"Kept");
-  ASSERT_TRUE(m_manager->flush());
-  ASSERT_TRUE(m_manager->deleteProfile(L"Other"));
-  ASSERT_TRUE(m_manager->flush());
-  wxString recorded;
-  EXPECT_TRUE(storeValue(L"", L"CurProfile", recorded));
-  EXPECT_EQ(recorded, L"Kept");
 }

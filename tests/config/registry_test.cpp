@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
 
+#include "config_test_support.h"
 #include "test_support.h"
 
 #include <ut/ut_registry.h>
 
-#include <wx/log.h>
 #include <wx/strconv.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <numeric>
@@ -18,33 +17,13 @@
 using namespace ut;
 using Bytes = std::vector<std::uint8_t>;
 using Names = std::vector<std::wstring>;
+using Messages = std::vector<std::wstring>;
+using test::LogCapture;
 
 namespace {
 
 const ERootKey kBadRoot = static_cast<ERootKey>(7);
 const std::string kHeader = "Windows Registry Editor Version 5.00\r\n";
-
-// Collects what the library logs while it is alive.
-class LogCapture : public wxLog {
- public:
-  LogCapture() : m_previous(wxLog::SetActiveTarget(this)) {}
-  ~LogCapture() override { wxLog::SetActiveTarget(m_previous); }
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
-
-  std::vector<wxString> messages;
-
-  bool contains(const wxString& text) const {
-    return std::any_of(messages.begin(), messages.end(),
-                       [&](const wxString& m) { return m.Find(text) != wxNOT_FOUND; });
-  }
-
- protected:
-  void DoLogRecord(wxLogLevel, const wxString& msg, const wxLogRecordInfo&) override { messages.push_back(msg); }
-
- private:
-  wxLog* m_previous;
-};
 
 // A string as the registry keeps it: UTF-16LE (BMP only here) with its NUL.
 Bytes utf16z(const std::wstring& text) {
@@ -335,8 +314,8 @@ TEST_F(RegistryTest, ExportIsExactAndImportsBackByteForByte) {
   {
     LogCapture log;
     EXPECT_FALSE(Registry::importKey(path("round.reg"), true)) << "the unknown types were skipped";
-    ASSERT_EQ(log.messages.size(), 2u);
-    for (const auto& m : log.messages) EXPECT_TRUE(m.StartsWith("line ")) << m;
+    ASSERT_EQ(log.messages().size(), 2u);
+    for (const auto& m : log.messages()) EXPECT_EQ(m.rfind(L"line ", 0), 0u) << m;
   }
   RegKey back(eCurrentUser, L"Software\\TVCAD\\Round");
   ASSERT_TRUE(back.open(eRead));
@@ -359,16 +338,17 @@ TEST_F(RegistryTest, ExportFailuresAreReportedOnRequest) {
     for (const bool report : {true, false}) {
       LogCapture log;
       EXPECT_FALSE(Registry::exportKey(key, file, report));
-      EXPECT_EQ(log.messages, report ? std::vector<wxString>{message} : std::vector<wxString>{}) << key;
+      EXPECT_EQ(log.messages(), report ? Messages{message} : Messages{}) << key;
     }
   }
   LogCapture log;
   EXPECT_FALSE(Registry::exportKey(L"HKCU\\Software\\TVCAD\\E", path("no/such/dir/e.reg"), true));
-  EXPECT_TRUE(log.contains(L"Failed to create file"));
+  ASSERT_FALSE(log.messages().empty());
+  EXPECT_NE(log.messages()[0].find(L"Failed to create file"), std::wstring::npos) << log.messages()[0];
   // A Registry object silences its own calls, not a report asked for.
   Registry quiet(true);
   EXPECT_FALSE(Registry::exportKey(L"HKEY_NOWHERE\\Software", file, true));
-  EXPECT_EQ(log.messages.size(), 2u);
+  EXPECT_EQ(log.messages().size(), 2u);
   EXPECT_FALSE(wxFileExists(file));
 }
 
@@ -382,7 +362,7 @@ TEST_F(RegistryTest, WindowsExportsImportAndExportAgain) {
                                                     {"all-value-types.reg", L"HKCU\\Software\\TVCAD\\Samples"}};
   LogCapture log;
   for (const auto& [file, keyName] : files) ASSERT_TRUE(Registry::importKey(wxString(dir + file), true)) << file;
-  EXPECT_TRUE(log.messages.empty());
+  EXPECT_TRUE(log.messages().empty());
 
   RegKey config(eCurrentUser, profile.AfterFirst(L'\\') + L"\\Config");
   ASSERT_TRUE(config.open(eRead));
@@ -419,9 +399,9 @@ TEST_F(RegistryTest, ImportRefusesMissingAndHeaderlessFiles) {
   EXPECT_FALSE(Registry::importKey(path("none.reg"), false) ||
                import("[HKCU\\Software\\TVCAD\\H]\r\n\"a\"=dword:1\r\n"));
   EXPECT_FALSE(Registry::importKey(path("none.reg"), true));
-  EXPECT_EQ(log.messages, (std::vector<wxString>{"line 1: not a registry export file: the first line must be "
-                                                 "\"Windows Registry Editor Version 5.00\"",
-                                                 "File not found"}));
+  EXPECT_EQ(log.messages(), (Messages{L"line 1: not a registry export file: the first line must be "
+                                      L"\"Windows Registry Editor Version 5.00\"",
+                                      L"File not found"}));
   EXPECT_FALSE(Registry::verifyKey(eCurrentUser, L"Software\\TVCAD\\H"));
 }
 
@@ -445,8 +425,8 @@ TEST_F(RegistryTest, MalformedEntriesAreSkippedOneByOneWithoutDamage) {
     // The bad entry starts on line 4 (header, key, Before).
     EXPECT_FALSE(import("\xEF\xBB\xBF" + kHeader + "[HKEY_CURRENT_USER\\Software\\TVCAD\\M]\r\n\"Before\"=dword:1\r\n" +
                         entry + "\r\n\"After\"=\"ok\"\r\n"));
-    ASSERT_EQ(log.messages.size(), 1u);
-    const wxString& message = log.messages[0];
+    ASSERT_EQ(log.messages().size(), 1u);
+    const wxString message = log.messages()[0];
     long line = 0;
     EXPECT_TRUE(message.StartsWith("line ") && message.Mid(5).BeforeFirst(':').ToLong(&line)) << message;
     EXPECT_TRUE(line >= 4 && line < 4 + lines && message.Find(what) != wxNOT_FOUND) << message;
@@ -493,7 +473,7 @@ TEST_F(RegistryTest, ImportDeletionsAndBadKeyLines) {
                       "[HKCU\\Software\\TVCAD\\Good]\r\n"  // 23
                       "\"H\"=dword:2\r\n"));               // 24
   std::vector<wxString> lines;
-  for (const auto& m : log.messages) lines.push_back(m.BeforeFirst(':'));
+  for (const auto& m : log.messages()) lines.push_back(wxString(m).BeforeFirst(':'));
   // A key the store refuses is named with its line, like every other failure.
   EXPECT_EQ(lines, (std::vector<wxString>{"line 2", "line 7", "line 10", "line 12", "line 16", "line 17", "line 18",
                                           "line 19", "line 21", "Failed to create 2 registry keys"}));

@@ -336,9 +336,7 @@ TEST_F(RegStoreTest, ClosedMissingAndReadOnlyKeysFailCleanly) {
   EXPECT_EQ(m_key.valueType("nope"), eRegNone);
 }
 
-// --- deleting and copying --------------------------------------------------------
-
-// --- transactions -----------------------------------------------------------------
+// --- deleting ---------------------------------------------------------------------
 
 TEST_F(RegStoreTest, KeyDeletedUnderAnOpenObject) {
   ASSERT_TRUE(m_key.setValue("v", 1L));
@@ -357,6 +355,8 @@ TEST_F(RegStoreTest, KeyDeletedUnderAnOpenObject) {
   ASSERT_TRUE(makeKey("Software\\TVCAD\\Test").setValue("v", 3L));
   EXPECT_EQ(longValue(b, "v"), 3);
 }
+
+// --- transactions -----------------------------------------------------------------
 
 TEST_F(RegStoreTest, CommitAndRollback) {
   {

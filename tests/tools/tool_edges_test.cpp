@@ -35,11 +35,15 @@ class ToolEdgeTest : public ::testing::Test {
 
   void SetUp() override { ASSERT_TRUE(m_store.ok()); }
 
+  // "ut ARGS", at most 60 s, in `env`.
+  Result runBare(const Args& args, const std::string& env = "LC_ALL=C.UTF-8", const std::string& input = "") const {
+    return test::runProgram(UT_TOOL, args, m_dir.path(), "timeout 60 env " + env, input);
+  }
   // "ut --store <this test's store> ARGS", at most 60 s, in `env`.
   Result run(Args args, const std::string& env = "LC_ALL=C.UTF-8", const std::string& input = "") const {
     RegStore::close();  // the tool opens the store file itself
     args.insert(args.begin(), {"--store", m_store.file().string()});
-    return test::runProgram(UT_TOOL, args, m_dir.path(), "timeout 60 env " + env, input);
+    return runBare(args, env, input);
   }
 
   wxString stored(const wxString& name) const {
@@ -121,12 +125,11 @@ TEST_F(ToolEdgeTest, EmptyStoreOrTraceFileIsAUsageError) {
   const std::string env = "-u UT_REGISTRY_FILE HOME=" + test::shellQuote(home.string()) +
                           " XDG_CONFIG_HOME=" + test::shellQuote(config.string());
   for (const char* option : {"--store", "--trace"}) {
-    const Result r = test::runProgram(UT_TOOL, {option, "", "reg", "add", kKey}, m_dir.path(), "timeout 60 env " + env);
+    const Result r = runBare({option, "", "reg", "add", kKey}, env);
     EXPECT_EQ(r.status, 2) << option;
     EXPECT_EQ(r.err, std::string("ut: ") + option + ": an empty file name (see --help)\n");
   }
-  const Result r =
-      test::runProgram(UT_TOOL, {"--store=", "reg", "query", "HKCU"}, m_dir.path(), "timeout 60 env " + env);
+  const Result r = runBare({"--store=", "reg", "query", "HKCU"}, env);
   EXPECT_EQ(r.status, 2);
   EXPECT_FALSE(std::filesystem::exists(home));
   EXPECT_FALSE(std::filesystem::exists(config));
@@ -407,17 +410,12 @@ TEST_F(ToolEdgeTest, AStorePathThatIsAFolderGetsOneMessage) {
   const auto folder = m_dir / "folder.db";
   std::filesystem::create_directory(folder);
   const std::string expected = "ut: the store " + folder.string() + " is a directory, not a file\n";
-  for (const Args& args : {Args{"reg", "query", "HKCU\\Software"}, Args{"reg", "add", kKey}, Args{"config", "show"}}) {
-    const Result r = test::runProgram(
-        UT_TOOL,
-        [&] {
-          Args all{"--store", folder.string()};
-          all.insert(all.end(), args.begin(), args.end());
-          return all;
-        }(),
-        m_dir.path(), "timeout 60 env LC_ALL=C.UTF-8");
-    EXPECT_EQ(r.status, 1) << args[1];
-    EXPECT_EQ(r.err, expected) << args[1];
+  const std::string f = folder.string();
+  for (const Args& args : {Args{"--store", f, "reg", "query", "HKCU\\Software"}, Args{"--store", f, "reg", "add", kKey},
+                           Args{"--store", f, "config", "show"}}) {
+    const Result r = runBare(args);
+    EXPECT_EQ(r.status, 1) << args[3];
+    EXPECT_EQ(r.err, expected) << args[3];
   }
 }
 
