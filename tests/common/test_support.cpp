@@ -140,6 +140,23 @@ std::string shellQuote(const std::string& word) {
   return quoted + "'";
 }
 
+EnvOverride::EnvOverride(const char* name, std::optional<std::string> value) : m_name(name) {
+  if (const char* old = std::getenv(name)) m_old = old;
+  if (value) {
+    ::setenv(name, value->c_str(), 1);
+  } else {
+    ::unsetenv(name);
+  }
+}
+
+EnvOverride::~EnvOverride() {
+  if (m_old) {
+    ::setenv(m_name.c_str(), m_old->c_str(), 1);
+  } else {
+    ::unsetenv(m_name.c_str());
+  }
+}
+
 int processThreadCount() {
   int n = 0;
   std::error_code ec;

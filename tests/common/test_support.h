@@ -81,6 +81,20 @@ class ChildProcess {
   std::optional<int> m_status;
 };
 
+// Sets (or, with nullopt, unsets) an environment variable for the object's
+// lifetime, then restores what was there.
+class EnvOverride {
+ public:
+  EnvOverride(const char* name, std::optional<std::string> value);
+  ~EnvOverride();
+  EnvOverride(const EnvOverride&) = delete;
+  EnvOverride& operator=(const EnvOverride&) = delete;
+
+ private:
+  std::string m_name;
+  std::optional<std::string> m_old;
+};
+
 // The threads of this process right now.
 int processThreadCount();
 // The process's thread count before a test starts threads of its own. A

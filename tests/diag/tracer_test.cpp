@@ -3,7 +3,6 @@
 #include <ut/ut_reporter_message.h>
 #include <ut/ut_tracer.h>
 
-#include "../files/files_test_support.h"
 #include "test_support.h"
 
 #include <atomic>

@@ -281,7 +281,7 @@ class FileNameDisk : public ::testing::Test {
  protected:
   void SetUp() override {
     fs::create_directory(m_dir / "sub");
-    test::writeFile(m_dir / "file.txt", "hello");
+    test::writeFileBytes(m_dir / "file.txt", "hello");
     fs::create_symlink(m_dir / "file.txt", m_dir / "link.txt");
     fs::create_symlink(m_dir / "sub", m_dir / "dirlink");
     fs::create_symlink(m_dir / "missing", m_dir / "dangling");
@@ -377,9 +377,9 @@ TEST_F(FileNameDisk, DirectoriesAreMadeRemovedAndCleared) {
 
   // Clearing keeps the folder and what links inside it point to.
   test::TempDir outside;
-  test::writeFile(outside.path() / "keep.txt", "k");
+  test::writeFileBytes(outside.path() / "keep.txt", "k");
   fs::create_symlink(outside.path(), m_dir / "sub/outlink");
-  test::writeFile(m_dir / "sub/inner.txt", "x");
+  test::writeFileBytes(m_dir / "sub/inner.txt", "x");
   fs::create_directories(m_dir / "sub/deep/deeper");
   EXPECT_TRUE(FileName::clearDir(at("sub")));
   EXPECT_TRUE(fs::is_directory(m_dir / "sub"));
@@ -403,7 +403,7 @@ TEST_F(FileNameDisk, WorkingAndHomeDirectories) {
 
 TEST_F(FileNameDisk, CorrectCaseAdoptsTheStoredSpelling) {
   fs::create_directories(m_dir / "Mixed/Case");
-  test::writeFile(m_dir / "Mixed/Case/Drawing.DWG", "d");
+  test::writeFileBytes(m_dir / "Mixed/Case/Drawing.DWG", "d");
   FileName fn(at("mixed/CASE/drawing.dwg"));
   EXPECT_TRUE(fn.correctCase());
   EXPECT_EQ(utf8(fn.getFullPath()), (m_dir / "Mixed/Case/Drawing.DWG").string());
@@ -411,8 +411,8 @@ TEST_F(FileNameDisk, CorrectCaseAdoptsTheStoredSpelling) {
   EXPECT_FALSE(missing.correctCase());
   EXPECT_EQ(utf8(missing.getFullPath()), (m_dir / "mixed/none.txt").string());
   // Two spellings that differ only in case: neither is guessed.
-  test::writeFile(m_dir / "twin", "1");
-  test::writeFile(m_dir / "TWIN", "2");
+  test::writeFileBytes(m_dir / "twin", "1");
+  test::writeFileBytes(m_dir / "TWIN", "2");
   FileName twin(at("Twin"));
   EXPECT_FALSE(twin.correctCase());
   FileName exact(at("TWIN"));

@@ -15,9 +15,9 @@
 
 using namespace ut;
 using test::od;
-using test::readFile;
+using test::readFileBytes;
 using test::utf8;
-using test::writeFile;
+using test::writeFileBytes;
 namespace fs = std::filesystem;
 
 namespace {
@@ -119,7 +119,7 @@ TEST(SearchPath, UnlimitedPrependStopsAt32767) {
 TEST(SearchPath, FirstAccessibleDirSkipsFilesAndMissingEntries) {
   test::TempDir dir;
   fs::create_directory(dir / "d");
-  writeFile(dir / "f", "x");
+  writeFileBytes(dir / "f", "x");
   const OdString sp = od(dir / "missing") + L";;" + od(dir / "f") + L";" + od(dir / "d") + L";" + od(dir.path());
   EXPECT_EQ(utf8(firstAccessibleDir(sp)), (dir / "d").string());
   EXPECT_EQ(utf8(firstAccessibleDir(od(dir / "missing") + L";" + od(dir / "f"))), "");
@@ -131,7 +131,7 @@ TEST(SearchPath, FirstAccessibleDirSkipsFilesAndMissingEntries) {
 class FileOps : public ::testing::Test {
  protected:
   void SetUp() override {
-    writeFile(m_dir / "a.txt", "alpha");
+    writeFileBytes(m_dir / "a.txt", "alpha");
     fs::create_directory(m_dir / "dir");
   }
   OdString at(const std::string& name) const { return od(m_dir / name); }
@@ -153,17 +153,17 @@ TEST_F(FileOps, AccessAndExistence) {
 TEST_F(FileOps, CopyRespectsOverwriteAndKeepsPermissions) {
   fs::permissions(m_dir / "a.txt", fs::perms::owner_read | fs::perms::owner_write | fs::perms::owner_exec);
   EXPECT_TRUE(copyFile(at("a.txt"), at("b.txt"), false));
-  EXPECT_EQ(readFile(m_dir / "b.txt"), "alpha");
+  EXPECT_EQ(readFileBytes(m_dir / "b.txt"), "alpha");
   EXPECT_EQ(fs::status(m_dir / "b.txt").permissions(), fs::status(m_dir / "a.txt").permissions());
 
-  writeFile(m_dir / "c.txt", "other");
+  writeFileBytes(m_dir / "c.txt", "other");
   EXPECT_FALSE(copyFile(at("a.txt"), at("c.txt"), false));
-  EXPECT_EQ(readFile(m_dir / "c.txt"), "other");
+  EXPECT_EQ(readFileBytes(m_dir / "c.txt"), "other");
   EXPECT_TRUE(copyFile(at("a.txt"), at("c.txt"), true));
-  EXPECT_EQ(readFile(m_dir / "c.txt"), "alpha");
+  EXPECT_EQ(readFileBytes(m_dir / "c.txt"), "alpha");
 
   EXPECT_FALSE(copyFile(at("a.txt"), at("a.txt"), true));  // onto itself
-  EXPECT_EQ(readFile(m_dir / "a.txt"), "alpha");
+  EXPECT_EQ(readFileBytes(m_dir / "a.txt"), "alpha");
   EXPECT_FALSE(copyFile(at("missing"), at("d.txt"), true));
   EXPECT_FALSE(copyFile(at("dir"), at("d.txt"), true));
   EXPECT_FALSE(copyFile(at("a.txt"), at("no/such/d.txt"), true));
@@ -180,15 +180,15 @@ TEST_F(FileOps, RemoveAndRename) {
   EXPECT_FALSE(removeFile(at("dir")));
   EXPECT_TRUE(fs::exists(m_dir / "dir"));
 
-  writeFile(m_dir / "b.txt", "beta");
+  writeFileBytes(m_dir / "b.txt", "beta");
   EXPECT_FALSE(renameFile(at("a.txt"), at("b.txt"), false));
-  EXPECT_EQ(readFile(m_dir / "a.txt"), "alpha");
-  EXPECT_EQ(readFile(m_dir / "b.txt"), "beta");
+  EXPECT_EQ(readFileBytes(m_dir / "a.txt"), "alpha");
+  EXPECT_EQ(readFileBytes(m_dir / "b.txt"), "beta");
   EXPECT_TRUE(renameFile(at("a.txt"), at("b.txt"), true));
   EXPECT_FALSE(fs::exists(m_dir / "a.txt"));
-  EXPECT_EQ(readFile(m_dir / "b.txt"), "alpha");
+  EXPECT_EQ(readFileBytes(m_dir / "b.txt"), "alpha");
   EXPECT_TRUE(renameFile(at("b.txt"), at("dir\\c.txt"), false));
-  EXPECT_EQ(readFile(m_dir / "dir/c.txt"), "alpha");
+  EXPECT_EQ(readFileBytes(m_dir / "dir/c.txt"), "alpha");
   EXPECT_FALSE(renameFile(at("missing"), at("x"), true));
   EXPECT_FALSE(renameFile(at("dir/c.txt"), at("none/c.txt"), true));
   EXPECT_TRUE(removeFile(at("dir/c.txt")));
@@ -196,18 +196,18 @@ TEST_F(FileOps, RemoveAndRename) {
 }
 
 TEST_F(FileOps, BackupRenaming) {
-  writeFile(m_dir / "d.dwg", "new");
-  writeFile(m_dir / "d.bak", "old");
+  writeFileBytes(m_dir / "d.dwg", "new");
+  writeFileBytes(m_dir / "d.bak", "old");
   EXPECT_TRUE(renameFileForBackup(at("d.dwg")));
   EXPECT_FALSE(fs::exists(m_dir / "d.dwg"));
-  EXPECT_EQ(readFile(m_dir / "d.bak"), "new");
+  EXPECT_EQ(readFileBytes(m_dir / "d.bak"), "new");
   EXPECT_FALSE(renameFileForBackup(at("d.dwg")));  // nothing to back up
-  EXPECT_EQ(readFile(m_dir / "d.bak"), "new");
+  EXPECT_EQ(readFileBytes(m_dir / "d.bak"), "new");
   EXPECT_FALSE(renameFileForBackup(at("d.bak")));  // is its own backup: kept
-  EXPECT_EQ(readFile(m_dir / "d.bak"), "new");
-  writeFile(m_dir / "plain", "p");
+  EXPECT_EQ(readFileBytes(m_dir / "d.bak"), "new");
+  writeFileBytes(m_dir / "plain", "p");
   EXPECT_TRUE(renameFileForBackup(at("plain")));
-  EXPECT_EQ(readFile(m_dir / "plain.bak"), "p");
+  EXPECT_EQ(readFileBytes(m_dir / "plain.bak"), "p");
 }
 
 TEST_F(FileOps, ContentComparisons) {
@@ -229,13 +229,13 @@ TEST_F(FileOps, ContentComparisons) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.a) + " | " + row.b);
-    writeFile(m_dir / "l", row.a);
-    writeFile(m_dir / "r", row.b);
+    writeFileBytes(m_dir / "l", row.a);
+    writeFileBytes(m_dir / "r", row.b);
     EXPECT_EQ(filesAreEqual(at("l"), at("r")), row.exact);
     EXPECT_EQ(filesAreEqualNoCase(at("l"), at("r")), row.noCase);
     EXPECT_EQ(filesAreEqualAfterSort(at("l"), at("r")), row.sorted);
   }
-  writeFile(m_dir / "e", "");
+  writeFileBytes(m_dir / "e", "");
   EXPECT_FALSE(filesAreEqual(at("e"), at("missing")));
   EXPECT_FALSE(filesAreEqualNoCase(at("missing"), at("missing")));
   EXPECT_FALSE(filesAreEqualAfterSort(at("dir"), at("dir")));
@@ -244,11 +244,11 @@ TEST_F(FileOps, ContentComparisons) {
 TEST_F(FileOps, FirstNotExistingPathCountsUpFromTheName) {
   EXPECT_EQ(utf8(getFirstNotExistingPath(at("free.txt"))), (m_dir / "free.txt").string());
   EXPECT_EQ(utf8(getFirstNotExistingPath(at("a.txt"))), (m_dir / "a (1).txt").string());
-  writeFile(m_dir / "a (1).txt", "");
+  writeFileBytes(m_dir / "a (1).txt", "");
   EXPECT_EQ(utf8(getFirstNotExistingPath(at("a.txt"))), (m_dir / "a (2).txt").string());
-  writeFile(m_dir / "b (7).txt", "");
+  writeFileBytes(m_dir / "b (7).txt", "");
   EXPECT_EQ(utf8(getFirstNotExistingPath(at("b (7).txt"))), (m_dir / "b (8).txt").string());
-  writeFile(m_dir / "c (x).txt", "");
+  writeFileBytes(m_dir / "c (x).txt", "");
   EXPECT_EQ(utf8(getFirstNotExistingPath(at("c (x).txt"))), (m_dir / "c (x) (1).txt").string());
   EXPECT_EQ(utf8(getFirstNotExistingPath(at("a.txt"), L"_%d", 1)), (m_dir / "a_1.txt").string());
   EXPECT_EQ(utf8(getFirstNotExistingPath(at("a.txt"), L"", 5)), (m_dir / "a (5).txt").string());
@@ -259,7 +259,7 @@ TEST_F(FileOps, FirstNotExistingPathCountsUpFromTheName) {
 
 TEST_F(FileOps, ExpandedExistenceExpandsVariablesAndNormalises) {
   fs::create_directory(m_dir / "home");
-  writeFile(m_dir / "home/x.txt", "x");
+  writeFileBytes(m_dir / "home/x.txt", "x");
   test::EnvOverride home("HOME", (m_dir / "home").string());
   test::EnvOverride var("UT_FILES_TEST_DIR", m_dir.path().string());
 
@@ -331,7 +331,7 @@ TEST_F(TempFiles, RelativeAbsoluteAndBarePrefixes) {
 }
 
 TEST_F(TempFiles, ImpossibleDirectoriesGiveAnEmptyName) {
-  writeFile(m_tmp / "file", "x");
+  writeFileBytes(m_tmp / "file", "x");
   EXPECT_EQ(utf8(FileName::createTempFileName(od(m_tmp / "file/inside/p"))), "");
   EXPECT_EQ(utf8(FileName::createTempFileName(L"file/p")), "");  // relative: below the file as well
 }

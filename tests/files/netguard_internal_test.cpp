@@ -66,7 +66,7 @@ class NetworkGuard : public ::testing::Test {
   void SetUp() override {
     for (const char* name : {"live", "dead", "gone"}) {
       fs::create_directory(m_dir / name);
-      test::writeFile(m_dir / name / "f.dwg", "d");
+      test::writeFileBytes(m_dir / name / "f.dwg", "d");
     }
     m_live = (m_dir / "live").wstring();
     m_dead = (m_dir / "dead").wstring();

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "../files/files_test_support.h"
+#include "test_support.h"
 #include "ut_platform.h"
 
 #include <clocale>

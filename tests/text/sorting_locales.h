@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "../files/files_test_support.h"
+#include "test_support.h"
 
 namespace ut::test {
 
